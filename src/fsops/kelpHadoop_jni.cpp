@@ -1,0 +1,1 @@
+// JNI entry points of the library state: the connection entry point.

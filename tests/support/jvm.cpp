@@ -1,0 +1,166 @@
+#include "support/jvm.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace kelptest {
+namespace {
+
+JavaVM* g_vm = nullptr;
+JNIEnv* g_env = nullptr;
+
+[[noreturn]] void die(const char* what) {
+  std::fprintf(stderr, "test JVM: %s\n", what);
+  std::abort();
+}
+
+jobject global_instance(const char* class_name) {
+  JNIEnv* env = jvm_env();
+  jclass cls = env->FindClass(class_name);
+  if (cls == nullptr) die(class_name);
+  jobject obj = env->AllocObject(cls);
+  if (obj == nullptr) die("AllocObject");
+  jobject global = env->NewGlobalRef(obj);
+  env->DeleteLocalRef(obj);
+  env->DeleteLocalRef(cls);
+  return global;
+}
+
+}  // namespace
+
+JNIEnv* jvm_env() {
+  if (g_env != nullptr) return g_env;
+  std::string classpath = std::string("-Djava.class.path=") + KELP_TEST_CLASSPATH;
+  std::string libpath = std::string("-Djava.library.path=") + KELP_TEST_LIBDIR;
+  JavaVMOption options[] = {
+      {const_cast<char*>(classpath.c_str()), nullptr},
+      {const_cast<char*>(libpath.c_str()), nullptr},
+      {const_cast<char*>("-Xcheck:jni"), nullptr},
+      {const_cast<char*>("-XX:-UsePerfData"), nullptr},
+      {const_cast<char*>("-Xss8m"), nullptr},
+  };
+  JavaVMInitArgs args{};
+  args.version = JNI_VERSION_1_8;
+  args.nOptions = sizeof options / sizeof options[0];
+  args.options = options;
+  args.ignoreUnrecognized = JNI_FALSE;
+  void* env = nullptr;
+  if (JNI_CreateJavaVM(&g_vm, &env, &args) != JNI_OK) die("JNI_CreateJavaVM failed");
+  g_env = static_cast<JNIEnv*>(env);
+  return g_env;
+}
+
+JavaVM* jvm() {
+  jvm_env();
+  return g_vm;
+}
+
+jobject kelp_fs() {
+  static jobject fs = global_instance("org/apache/hadoop/fs/kelp/KelpFileSystem");
+  return fs;
+}
+
+jobject output_stream() {
+  static jobject os = global_instance("org/apache/hadoop/fs/kelp/KELPDataOutputStream");
+  return os;
+}
+
+jstring jstr(const char* s) { return s == nullptr ? nullptr : jvm_env()->NewStringUTF(s); }
+
+std::string to_std(jstring s) {
+  if (s == nullptr) return "<null>";
+  JNIEnv* env = jvm_env();
+  const char* chars = env->GetStringUTFChars(s, nullptr);
+  std::string out(chars);
+  env->ReleaseStringUTFChars(s, chars);
+  return out;
+}
+
+std::string take_exception() {
+  JNIEnv* env = jvm_env();
+  jthrowable t = env->ExceptionOccurred();
+  if (t == nullptr) return "";
+  env->ExceptionClear();
+  jclass cls = env->GetObjectClass(t);
+  jclass class_class = env->FindClass("java/lang/Class");
+  jmethodID get_name = env->GetMethodID(class_class, "getName", "()Ljava/lang/String;");
+  auto name = static_cast<jstring>(env->CallObjectMethod(cls, get_name));
+  jclass throwable = env->FindClass("java/lang/Throwable");
+  jmethodID get_message = env->GetMethodID(throwable, "getMessage", "()Ljava/lang/String;");
+  auto message = static_cast<jstring>(env->CallObjectMethod(t, get_message));
+  std::string out = to_std(name) + ": " + to_std(message);
+  env->DeleteLocalRef(message);
+  env->DeleteLocalRef(name);
+  env->DeleteLocalRef(throwable);
+  env->DeleteLocalRef(class_class);
+  env->DeleteLocalRef(cls);
+  env->DeleteLocalRef(t);
+  return out;
+}
+
+int fd_of(jobject file_descriptor) {
+  if (file_descriptor == nullptr) return -1;
+  return int_field(file_descriptor, "fd");
+}
+
+jobjectArray acl_entries(const std::vector<AclSpec>& entries) {
+  JNIEnv* env = jvm_env();
+  jclass cls = env->FindClass("org/apache/hadoop/fs/kelp/KELPAclEntry");
+  jmethodID ctor = env->GetMethodID(cls, "<init>", "(ILjava/lang/String;II)V");
+  jobjectArray array = env->NewObjectArray(static_cast<jsize>(entries.size()), cls, nullptr);
+  for (size_t i = 0; i < entries.size(); ++i) {
+    jstring name = jstr(entries[i].name);
+    jobject e = env->NewObject(cls, ctor, entries[i].type, name, entries[i].permission,
+                               entries[i].scope);
+    env->SetObjectArrayElement(array, static_cast<jsize>(i), e);
+    env->DeleteLocalRef(e);
+    if (name != nullptr) env->DeleteLocalRef(name);
+  }
+  env->DeleteLocalRef(cls);
+  return array;
+}
+
+namespace {
+jmethodID method_of(jobject obj, const char* method, const char* signature) {
+  JNIEnv* env = jvm_env();
+  jclass cls = env->GetObjectClass(obj);
+  jmethodID id = env->GetMethodID(cls, method, signature);
+  env->DeleteLocalRef(cls);
+  if (id == nullptr) die(method);
+  return id;
+}
+jfieldID field_of(jobject obj, const char* field, const char* signature) {
+  JNIEnv* env = jvm_env();
+  jclass cls = env->GetObjectClass(obj);
+  jfieldID id = env->GetFieldID(cls, field, signature);
+  env->DeleteLocalRef(cls);
+  if (id == nullptr) die(field);
+  return id;
+}
+}  // namespace
+
+jobject call_object(jobject obj, const char* method, const char* signature) {
+  return jvm_env()->CallObjectMethod(obj, method_of(obj, method, signature));
+}
+long long call_long(jobject obj, const char* method) {
+  return jvm_env()->CallLongMethod(obj, method_of(obj, method, "()J"));
+}
+int call_int(jobject obj, const char* method) {
+  return jvm_env()->CallIntMethod(obj, method_of(obj, method, "()I"));
+}
+bool call_boolean(jobject obj, const char* method) {
+  return jvm_env()->CallBooleanMethod(obj, method_of(obj, method, "()Z")) != JNI_FALSE;
+}
+int int_field(jobject obj, const char* field) {
+  return jvm_env()->GetIntField(obj, field_of(obj, field, "I"));
+}
+std::string string_field(jobject obj, const char* field) {
+  JNIEnv* env = jvm_env();
+  auto s = static_cast<jstring>(env->GetObjectField(obj, field_of(obj, field, "Ljava/lang/String;")));
+  std::string out = to_std(s);
+  if (s != nullptr) env->DeleteLocalRef(s);
+  return out;
+}
+
+}  // namespace kelptest
