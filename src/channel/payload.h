@@ -9,7 +9,8 @@
 
 namespace kelp {
 
-// Builds one request payload.
+// Builds one request payload. An allocation failure is remembered instead of
+// thrown: the payload then refuses to be sent, so nothing half-built travels.
 class Payload final {
  public:
   Payload& str(const char* s);
@@ -19,11 +20,15 @@ class Payload final {
   const char* data() const { return bytes_.data(); }
   int size() const { return static_cast<int>(bytes_.size()); }
 
-  // Sends the payload as one frame of |type|; false when the write failed.
+  // False once an item could not be added.
+  bool ok() const { return !failed_; }
+  // Sends the payload as one frame of |type|; false when it could not be
+  // built or the write failed.
   bool send(int fd, char type) const;
 
  private:
   std::vector<char> bytes_;
+  bool failed_ = false;
 };
 
 // Reads a received payload item by item; every read fails once the payload
