@@ -17,15 +17,6 @@ using kelptest::jvm_env;
 // Native methods whose entry points are not built yet. Empty when the
 // library is complete.
 const std::set<std::string> kPending = {
-    "KelpFileSystem.nConnect",        "KelpFileSystem.nClose",
-    "KelpFileSystem.nOpen",           "KelpFileSystem.nCreate",
-    "KelpFileSystem.nAppend",         "KelpFileSystem.nExists",
-    "KelpFileSystem.nMkdirs",         "KelpFileSystem.nDelete",
-    "KelpFileSystem.nRename",         "KelpFileSystem.nChown",
-    "KelpFileSystem.nChmod",          "KelpFileSystem.nResolveSymlink",
-    "KelpFileSystem.nReadSymlink",    "KelpFileSystem.nCreateSymlink",
-    "KelpFileSystem.nCreateAs",       "KelpFileSystem.nAppendAs",
-    "KelpFileSystem.nMkdirsAs",       "KelpFileSystem.nCreateSymlinkAs",
     "KelpFileSystem.nGetFileStatus",  "KelpFileSystem.nListStatus",
     "KelpFileSystem.nGetInitInfo",    "KelpFileSystem.nGetFileBlockLocations",
     "KelpFileSystem.nGetDetails",     "KelpFileSystem.nSetReplication",
