@@ -4,13 +4,30 @@
 set -euo pipefail
 build=$1
 daemon_pid=
+stop_daemon() {
+  if [ -n "$daemon_pid" ]; then
+    kill "$daemon_pid" 2>/dev/null || true
+    wait "$daemon_pid" 2>/dev/null || true
+    daemon_pid=
+  fi
+}
+trap stop_daemon EXIT
 if [ -x "$build/kelp-helperd" ]; then
-  "$build/kelp-helperd" --serve --allow-uid 0 --allow-uid 5001 --allow-uid 5002 &
+  # The daemon writes one byte to its --ready-fd once it listens.
+  ready=$(mktemp -u /run/kelp-helperd-ready.XXXXXX)
+  mkfifo -m 600 "$ready"
+  "$build/kelp-helperd" --serve --allow-uid 0 --allow-uid 5001 --allow-uid 5002 \
+    --ready-fd 3 3>"$ready" &
   daemon_pid=$!
-  for _ in $(seq 1 100); do [ -S /var/run/kelp_conn_sock ] && break; sleep 0.05; done
+  byte=
+  IFS= read -r -n 1 byte <"$ready" || true
+  rm -f "$ready"
+  if [ -z "$byte" ]; then
+    echo "demo: the helper daemon did not start; going on without it" >&2
+    stop_daemon
+  fi
 fi
 status=0
 "$JAVA_HOME/bin/java" -XX:-UsePerfData -cp "$build/java/classes" \
   -Djava.library.path="$build" -Dkelp.sim.tool="$build/kelpsim" org.apache.hadoop.fs.kelp.demo.Demo || status=$?
-if [ -n "$daemon_pid" ]; then kill "$daemon_pid" 2>/dev/null || true; wait "$daemon_pid" 2>/dev/null || true; fi
 exit $status
