@@ -78,7 +78,8 @@ bool parse_options(int argc, char** argv, Options& options, int& exit_status) {
     } else if (std::strcmp(opt, "--serve") == 0) {
       options.accepted_reply = 2;
     } else if (std::strcmp(opt, "--allow-uid") == 0) {
-      if (!parse_int(value, 0, UINT_MAX - 1, n)) return usage_error("bad --allow-uid", value, exit_status);
+      if (!parse_int(value, 0, UINT_MAX - 1, n))
+        return usage_error("bad --allow-uid", value, exit_status);
       options.allowed_uids.insert(static_cast<uid_t>(n));
       ++i;
     } else if (std::strcmp(opt, "--allow-user") == 0) {
@@ -88,7 +89,8 @@ bool parse_options(int argc, char** argv, Options& options, int& exit_status) {
       options.allowed_uids.insert(uid);
       ++i;
     } else if (std::strcmp(opt, "--max-clients") == 0) {
-      if (!parse_int(value, 1, 65536, n)) return usage_error("bad --max-clients", value, exit_status);
+      if (!parse_int(value, 1, 65536, n))
+        return usage_error("bad --max-clients", value, exit_status);
       options.max_clients = static_cast<int>(n);
       ++i;
     } else if (std::strcmp(opt, "--ready-fd") == 0) {

@@ -114,8 +114,8 @@ Outcome perform(char type, const std::vector<char>& payload, Reply& reply) {
       break;
     case kelp::kMsgCreateSymlinkAs:
       if (!read_all(payload, target, path, user, group)) return Outcome::kMalformed;
-      set_byte(reply,
-               kelp::kelp_createsymlinkAs(target.c_str(), path.c_str(), user.c_str(), group.c_str()));
+      set_byte(reply, kelp::kelp_createsymlinkAs(target.c_str(), path.c_str(), user.c_str(),
+                                                 group.c_str()));
       break;
     case kelp::kMsgSetBlockGroupFactor:
       if (!read_all(payload, path, bgf)) return Outcome::kMalformed;

@@ -262,9 +262,8 @@ int run_server(const Options& options) {
   // it is left alone until a connection ends and gives one back.
   bool accepting = true;
   for (;;) {
-    struct pollfd fds[3] = {{signals.get(), POLLIN, 0},
-                            {sessions.wake_fd(), POLLIN, 0},
-                            {listener.get(), POLLIN, 0}};
+    struct pollfd fds[3] = {
+        {signals.get(), POLLIN, 0}, {sessions.wake_fd(), POLLIN, 0}, {listener.get(), POLLIN, 0}};
     int ready = ::poll(fds, accepting ? 3 : 2, accepting ? -1 : kRetryAcceptMs);
     if (ready < 0) {
       if (errno == EINTR) continue;

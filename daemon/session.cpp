@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -60,21 +62,29 @@ void set_receive_timeout(int fd, int seconds) {
   ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
 }
 
+// Logs that the connection of |peer| is dropped, and why.
+__attribute__((format(printf, 2, 3))) void log_dropped(const Peer& peer, const char* format, ...) {
+  char why[256];
+  va_list ap;
+  va_start(ap, format);
+  std::vsnprintf(why, sizeof why, format, ap);
+  va_end(ap);
+  log_line("client pid %d uid %u: %s, connection dropped", peer.pid, peer.uid, why);
+}
+
 // Logs why a connection is being dropped, for the reads that are not a
 // normal end.
 void log_read_failure(const Peer& peer, Read r) {
   switch (r) {
     case Read::kTruncated:
-      log_line("client pid %d uid %u: truncated frame, connection dropped", peer.pid, peer.uid);
+      log_dropped(peer, "truncated frame");
       break;
     case Read::kTooLong:
-      log_line("client pid %d uid %u: frame over %u bytes, connection dropped", peer.pid,
-               peer.uid, kMaxRequestPayload);
+      log_dropped(peer, "frame over %u bytes", kMaxRequestPayload);
       break;
     case Read::kFailed:
       if (errno != ECONNRESET && errno != EPIPE) {
-        log_line("client pid %d uid %u: read failed (errno %d), connection dropped", peer.pid,
-                 peer.uid, errno);
+        log_dropped(peer, "read failed (errno %d)", errno);
       }
       break;
     default:
@@ -95,7 +105,7 @@ bool handshake(const Peer& peer, const Options& options) {
   Read r = read_frame(peer.fd, type, payload);
   if (r != Read::kFrame) {
     if (r == Read::kFailed && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-      log_line("client pid %d uid %u: no handshake, connection dropped", peer.pid, peer.uid);
+      log_dropped(peer, "no handshake");
     } else {
       log_read_failure(peer, r);
     }
@@ -104,7 +114,7 @@ bool handshake(const Peer& peer, const Options& options) {
   std::string user;
   kelp::PayloadReader reader(payload.data(), payload.size());
   if (type != kelp::kMsgHandshake || !reader.str(user) || !reader.at_end()) {
-    log_line("client pid %d uid %u: expected a handshake, connection dropped", peer.pid, peer.uid);
+    log_dropped(peer, "expected a handshake");
     return false;
   }
   if (options.allowed_uids.count(peer.uid) == 0) {
@@ -137,12 +147,10 @@ void serve_client(const Peer& peer, const Options& options) {
       case Outcome::kReply:
         break;
       case Outcome::kMalformed:
-        log_line("client pid %d uid %u: malformed '%c' request, connection dropped", peer.pid,
-                 peer.uid, type);
+        log_dropped(peer, "malformed '%c' request", type);
         return;
       case Outcome::kUnknown:
-        log_line("client pid %d uid %u: unknown request type 0x%02x, connection dropped",
-                 peer.pid, peer.uid, static_cast<unsigned char>(type));
+        log_dropped(peer, "unknown request type 0x%02x", static_cast<unsigned char>(type));
         return;
     }
     if (!kelp::send_message(peer.fd, type, reply.payload.data(),

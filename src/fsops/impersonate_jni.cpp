@@ -19,8 +19,8 @@ using kelp::Payload;
 //     boolean overwrite, String user, String group, int blockGroupFactor) -> FileDescriptor
 //   (ILjava/lang/String;IIZLjava/lang/String;Ljava/lang/String;I)Ljava/io/FileDescriptor;
 extern "C" JNIEXPORT jobject JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nCreateAs(
-    JNIEnv* env, jobject, jint conn, jstring jpath, jint mode, jint replication,
-    jboolean overwrite, jstring juser, jstring jgroup, jint bgf) {
+    JNIEnv* env, jobject, jint conn, jstring jpath, jint mode, jint replication, jboolean overwrite,
+    jstring juser, jstring jgroup, jint bgf) {
   return guarded<jobject>(nullptr, [&] {
     JavaString path(env, jpath);
     JavaString user(env, juser);
@@ -78,17 +78,18 @@ extern "C" JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSys
 // KelpFileSystem.nCreateSymlinkAs(int conn, String target, String link, String user,
 //     String group) -> boolean
 //   (ILjava/lang/String;Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;)Z
-extern "C" JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nCreateSymlinkAs(
-    JNIEnv* env, jobject, jint conn, jstring jtarget, jstring jlink, jstring juser,
-    jstring jgroup) {
+extern "C" JNIEXPORT jboolean JNICALL
+Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nCreateSymlinkAs(JNIEnv* env, jobject, jint conn,
+                                                               jstring jtarget, jstring jlink,
+                                                               jstring juser, jstring jgroup) {
   return guarded<jboolean>(JNI_FALSE, [&] {
     JavaString target(env, jtarget);
     JavaString link(env, jlink);
     JavaString user(env, juser);
     JavaString group(env, jgroup);
     if (conn == kLocalConnection) {
-      return static_cast<jboolean>(kelp::kelp_createsymlinkAs(target.c_str(), link.c_str(),
-                                                              or_null(user), or_null(group)));
+      return static_cast<jboolean>(
+          kelp::kelp_createsymlinkAs(target.c_str(), link.c_str(), or_null(user), or_null(group)));
     }
     return kelp::remote_bool(
         conn, kelp::kMsgCreateSymlinkAs,

@@ -30,6 +30,16 @@ constexpr const char* kSnapshotsExistText =
 // The boolean result of a local operation, passed on as it stands.
 jboolean local_bool(int result) { return static_cast<jboolean>(result); }
 
+// The methods that take a path and a mode and answer a boolean.
+jboolean path_and_mode(JNIEnv* env, jint conn, jstring jpath, jint mode,
+                       int (*local)(const char*, int), char type) {
+  return guarded<jboolean>(JNI_FALSE, [&] {
+    JavaString path(env, jpath);
+    if (conn == kLocalConnection) return local_bool(local(path.c_str(), mode));
+    return kelp::remote_bool(conn, type, Payload().str(path.str()).i32(mode));
+  });
+}
+
 }  // namespace
 
 // KelpFileSystem.nOpen(int conn, String path) -> FileDescriptor
@@ -47,8 +57,8 @@ extern "C" JNIEXPORT jobject JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSyst
 //     boolean overwrite, int blockGroupFactor) -> FileDescriptor
 //   (ILjava/lang/String;IIZI)Ljava/io/FileDescriptor;
 extern "C" JNIEXPORT jobject JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nCreate(
-    JNIEnv* env, jobject, jint conn, jstring jpath, jint mode, jint replication,
-    jboolean overwrite, jint bgf) {
+    JNIEnv* env, jobject, jint conn, jstring jpath, jint mode, jint replication, jboolean overwrite,
+    jint bgf) {
   return guarded<jobject>(nullptr, [&] {
     JavaString path(env, jpath);
     int fd;
@@ -90,11 +100,7 @@ extern "C" JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSys
 // KelpFileSystem.nMkdirs(int conn, String path, int mode) -> boolean   (ILjava/lang/String;I)Z
 extern "C" JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nMkdirs(
     JNIEnv* env, jobject, jint conn, jstring jpath, jint mode) {
-  return guarded<jboolean>(JNI_FALSE, [&] {
-    JavaString path(env, jpath);
-    if (conn == kLocalConnection) return local_bool(kelp::kelp_mkdirs(path.c_str(), mode));
-    return kelp::remote_bool(conn, kelp::kMsgMkdirs, Payload().str(path.str()).i32(mode));
-  });
+  return path_and_mode(env, conn, jpath, mode, kelp::kelp_mkdirs, kelp::kMsgMkdirs);
 }
 
 // KelpFileSystem.nDelete(int conn, String path, boolean recursive) -> boolean
@@ -174,11 +180,7 @@ extern "C" JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSys
 // KelpFileSystem.nChmod(int conn, String path, int mode) -> boolean   (ILjava/lang/String;I)Z
 extern "C" JNIEXPORT jboolean JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nChmod(
     JNIEnv* env, jobject, jint conn, jstring jpath, jint mode) {
-  return guarded<jboolean>(JNI_FALSE, [&] {
-    JavaString path(env, jpath);
-    if (conn == kLocalConnection) return local_bool(kelp::kelp_chmod(path.c_str(), mode));
-    return kelp::remote_bool(conn, kelp::kMsgChmod, Payload().str(path.str()).i32(mode));
-  });
+  return path_and_mode(env, conn, jpath, mode, kelp::kelp_chmod, kelp::kMsgChmod);
 }
 
 // KelpFileSystem.nResolveSymlink(int conn, String path) -> String

@@ -194,7 +194,8 @@ TEST(DaemonLoad, ServesManyClientsAndSurvivesBadOnesWithoutLeaking) {
     clients.emplace_back([&, i] {
       std::string base = dir / ("c" + std::to_string(i));
       // Every fourth client misbehaves, each kind several times over.
-      std::string what = i % 4 == 3 ? bad_client((i / 4) % kBadKinds, dir.path()) : good_client(base);
+      std::string what =
+          i % 4 == 3 ? bad_client((i / 4) % kBadKinds, dir.path()) : good_client(base);
       if (!what.empty()) failures.add("client " + std::to_string(i) + ": " + what);
     });
   }

@@ -18,8 +18,8 @@ namespace {
 
 using kelptest::jstr;
 using kelptest::mode_of;
-using kelptest::stat_of;
 using kelptest::ScratchDir;
+using kelptest::stat_of;
 using kelptest::take_exception;
 
 constexpr const char* kSnapshotText =

@@ -23,8 +23,8 @@ void ConnectionModeTest::SetUp() {
     return;
   }
   if (!daemon_) {
-    daemon_ = std::make_unique<HelperDaemon>(
-        std::vector<std::string>{"--serve", "--allow-uid", "0"});
+    daemon_ =
+        std::make_unique<HelperDaemon>(std::vector<std::string>{"--serve", "--allow-uid", "0"});
   }
   ASSERT_TRUE(daemon_->ready()) << daemon_->log();
   conn_ = Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, jstr("root"), nullptr);

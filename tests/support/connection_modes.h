@@ -43,8 +43,8 @@ std::string mode_name(const ::testing::TestParamInfo<Mode>& info);
 }  // namespace kelptest
 
 // Instantiates |fixture| in both modes.
-#define KELP_INSTANTIATE_IN_BOTH_MODES(fixture)                                       \
-  INSTANTIATE_TEST_SUITE_P(Modes, fixture,                                            \
+#define KELP_INSTANTIATE_IN_BOTH_MODES(fixture)                                                \
+  INSTANTIATE_TEST_SUITE_P(Modes, fixture,                                                     \
                            ::testing::Values(kelptest::Mode::kLocal, kelptest::Mode::kDaemon), \
                            kelptest::mode_name)
 

@@ -46,7 +46,7 @@ class FakeDaemon final {
   std::map<char, Answer> script_;
   int listener_ = -1;
   ino_t inode_ = 0;  // of the socket file it made
-  int stop_ = -1;  // eventfd: readable once the daemon is being destroyed
+  int stop_ = -1;    // eventfd: readable once the daemon is being destroyed
   std::mutex mu_;
   std::condition_variable changed_;
   std::vector<Frame> frames_;

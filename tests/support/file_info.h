@@ -11,7 +11,7 @@ namespace kelptest {
 
 // lstat of |path|; a failure is reported to the running test.
 inline struct stat stat_of(const std::string& path) {
-  struct stat st{};
+  struct stat st {};
   EXPECT_EQ(::lstat(path.c_str(), &st), 0) << path;
   return st;
 }
