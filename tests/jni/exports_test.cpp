@@ -34,9 +34,7 @@ const std::set<std::string> kPending = {
     "KelpFileSystem.nRenameSnapshot", "KelpFileSystem.nGetAclStatus",
     "KelpFileSystem.nSetAcl",         "KelpFileSystem.nModifyAclEntries",
     "KelpFileSystem.nRemoveAclEntries", "KelpFileSystem.nRemoveAcl",
-    "KelpFileSystem.nRemoveDefaultAcl", "KelpFileSystem.nSetExtendedAttribute",
-    "KelpFileSystem.nGetExtendedAttribute", "KELPDataOutputStream.kelp_fsync_range",
-    "KELPDataOutputStream.kelp_fdatasync", "KELPDataOutputStream.kelp_preallocate",
+    "KelpFileSystem.nRemoveDefaultAcl",
 };
 
 // JNI short name mangling of one identifier.
