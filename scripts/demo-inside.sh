@@ -11,6 +11,6 @@ if [ -x "$build/kelp-helperd" ]; then
 fi
 status=0
 "$JAVA_HOME/bin/java" -XX:-UsePerfData -cp "$build/java/classes" \
-  -Djava.library.path="$build" org.apache.hadoop.fs.kelp.demo.Demo || status=$?
+  -Djava.library.path="$build" -Dkelp.sim.tool="$build/kelpsim" org.apache.hadoop.fs.kelp.demo.Demo || status=$?
 if [ -n "$daemon_pid" ]; then kill "$daemon_pid" 2>/dev/null || true; wait "$daemon_pid" 2>/dev/null || true; fi
 exit $status

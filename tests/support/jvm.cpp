@@ -31,7 +31,11 @@ jobject global_instance(const char* class_name) {
 
 JNIEnv* jvm_env() {
   if (g_env != nullptr) return g_env;
-  std::string classpath = std::string("-Djava.class.path=") + KELP_TEST_CLASSPATH;
+  // A test may run against a reduced class path (for instance one lacking a
+  // class the library needs).
+  const char* override_classpath = std::getenv("KELP_TEST_CLASSPATH_OVERRIDE");
+  std::string classpath = std::string("-Djava.class.path=") +
+                          (override_classpath != nullptr ? override_classpath : KELP_TEST_CLASSPATH);
   std::string libpath = std::string("-Djava.library.path=") + KELP_TEST_LIBDIR;
   JavaVMOption options[] = {
       {const_cast<char*>(classpath.c_str()), nullptr},

@@ -1,6 +1,7 @@
 package org.apache.hadoop.fs.kelp;
 
 import java.io.FileDescriptor;
+import java.io.IOException;
 import org.apache.hadoop.fs.BlockLocation;
 import org.apache.hadoop.fs.LocatedFileStatus;
 
@@ -28,8 +29,8 @@ public class KelpFileSystem {
   public native FileDescriptor nAppend(int conn, String path);
   public native boolean nExists(int conn, String path);
   public native boolean nMkdirs(int conn, String path, int mode);
-  public native boolean nDelete(int conn, String path, boolean recursive);
-  public native boolean nRename(int conn, String src, String dst);
+  public native boolean nDelete(int conn, String path, boolean recursive) throws IOException;
+  public native boolean nRename(int conn, String src, String dst) throws IOException;
   public native boolean nChown(int conn, String path, String user, String group);
   public native boolean nChmod(int conn, String path, int mode);
   public native String nResolveSymlink(int conn, String path);
@@ -60,22 +61,22 @@ public class KelpFileSystem {
 
   // Snapshots.
   public native String nCreateSnapshot(int conn, String dir, String snapshotName,
-      String linkName);
+      String linkName) throws IOException;
   public native String nCreateSnapshotAs(int conn, String dir, String snapshotName,
-      String linkName, String user, String group);
-  public native boolean nDeleteSnapshot(int conn, String dir, String linkName);
+      String linkName, String user, String group) throws IOException;
+  public native boolean nDeleteSnapshot(int conn, String dir, String linkName) throws IOException;
   public native boolean nRenameSnapshot(int conn, String dir, String oldLinkName,
       String newLinkName);
 
   // POSIX ACLs: the modifying methods return 1 on success, 0 on failure.
-  public native KELPAclStatus nGetAclStatus(int conn, String path);
-  public native int nSetAcl(int conn, String path, KELPAclEntry[] entries);
-  public native int nModifyAclEntries(int conn, String path, KELPAclEntry[] entries);
-  public native int nRemoveAclEntries(int conn, String path, KELPAclEntry[] entries);
-  public native int nRemoveAcl(int conn, String path);
-  public native int nRemoveDefaultAcl(int conn, String path);
+  public native KELPAclStatus nGetAclStatus(int conn, String path) throws IOException;
+  public native int nSetAcl(int conn, String path, KELPAclEntry[] entries) throws IOException;
+  public native int nModifyAclEntries(int conn, String path, KELPAclEntry[] entries) throws IOException;
+  public native int nRemoveAclEntries(int conn, String path, KELPAclEntry[] entries) throws IOException;
+  public native int nRemoveAcl(int conn, String path) throws IOException;
+  public native int nRemoveDefaultAcl(int conn, String path) throws IOException;
 
   // Extended attributes: set returns 1 on success, 0 on failure.
-  public native int nSetExtendedAttribute(int conn, String path, String name, String value);
-  public native String nGetExtendedAttribute(int conn, String path, String name);
+  public native int nSetExtendedAttribute(int conn, String path, String name, String value) throws IOException;
+  public native String nGetExtendedAttribute(int conn, String path, String name) throws IOException;
 }

@@ -1,0 +1,135 @@
+// Deleting files and trees, refusing to delete snapshot directories.
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "fsops/local_ops.h"
+#include "jni/fd.h"
+#include "jni/logging.h"
+
+namespace kelp {
+namespace {
+
+constexpr const char kSnapshotDirName[] = ".snapshot";
+
+// Reads up to three entries; true when all three came, that is when the
+// directory holds something besides "." and "..".
+bool has_three_entries(DIR* dir) {
+  int n = 0;
+  while (n < 3 && ::readdir(dir) != nullptr) ++n;
+  return n == 3;
+}
+
+// check_dir_snapshot on a descriptor we own: when the directory stream could
+// be opened it takes the descriptor with it (|fd| is then empty).
+int check_dir_snapshot_owned(UniqueFd& fd) {
+  DIR* d = ::fdopendir(fd.get());
+  if (d == nullptr) {
+    debug_log("fdopendir error %d\n", errno);
+    return 0;
+  }
+  fd.release();
+  UniqueDir dir(d);
+  return has_three_entries(dir.get()) ? 1 : 0;
+}
+
+void close_child(UniqueFd& child) {
+  if (child.close() != 0) debug_log("close failed %d\n", errno);
+}
+
+}  // namespace
+
+int check_dir_snapshot(int fd) {
+  UniqueFd owned(fd);
+  int result = check_dir_snapshot_owned(owned);
+  owned.release();  // still the caller's when no stream was opened
+  return result;
+}
+
+int kelp_delete_dir_content(int dirfd) {
+  // The stream reads through a duplicate so the caller's descriptor stays
+  // valid and the stream can be closed here.
+  UniqueFd dup(::fcntl(dirfd, F_DUPFD_CLOEXEC, 0));
+  DIR* d = dup ? ::fdopendir(dup.get()) : nullptr;
+  if (d == nullptr) {
+    debug_log("fdopendir error %d\n", errno);
+    return kDeleteFailed;
+  }
+  dup.release();
+  UniqueDir dir(d);
+  while (struct dirent* e = ::readdir(dir.get())) {
+    const char* name = e->d_name;
+    if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
+    UniqueFd child(::openat(dirfd, name, O_RDONLY | O_CLOEXEC));
+    if (!child) {
+      debug_log("openat error %d on %s\n", errno, name);
+      return kDeleteFailed;
+    }
+    if (std::strcmp(name, kSnapshotDirName) == 0) {
+      if (check_dir_snapshot_owned(child) == 1) {
+        debug_log("found snapshot in %s\n", name);
+        return kDeleteSnapshotFound;
+      }
+      if (!child) {
+        // The emptiness test consumed the descriptor: an empty snapshot
+        // directory stops the delete as a failed status call would.
+        debug_log("fstat error %d\n", EBADF);
+        return kDeleteFailed;
+      }
+    }
+    struct stat st;
+    if (::fstat(child.get(), &st) != 0) {
+      debug_log("fstat error %d\n", errno);
+      close_child(child);
+      return kDeleteFailed;
+    }
+    int flag = 0;
+    if (S_ISDIR(st.st_mode)) {
+      int result = kelp_delete_dir_content(child.get());
+      if (result != kDeleteOk) {
+        debug_log("kelp_delete_dir_content error on %s\n", name);
+        close_child(child);
+        return result;
+      }
+      flag = AT_REMOVEDIR;
+    }
+    close_child(child);
+    if (::unlinkat(dirfd, name, flag) != 0) {
+      debug_log("unlinkat error %d on %s\n", errno, name);
+      return kDeleteFailed;
+    }
+  }
+  return kDeleteOk;
+}
+
+int kelp_delete(const char* path, bool recursive) {
+  UniqueFd fd(::open(path, O_RDONLY | O_CLOEXEC));
+  if (!fd) return kDeleteFailed;
+  struct stat st;
+  if (::fstat(fd.get(), &st) != 0) {
+    debug_log("fstat %d\n", fd.get());
+    return kDeleteFailed;
+  }
+  if (S_ISDIR(st.st_mode)) {
+    if (!recursive) {
+      UniqueDir dir(::opendir(path));
+      // A non-empty directory is refused without a word.
+      if (!dir || has_three_entries(dir.get())) return kDeleteFailed;
+    }
+    int result = kelp_delete_dir_content(fd.get());
+    if (result != kDeleteOk) {
+      debug_log("kelp_delete_dir_content failed\n");
+      return result;
+    }
+  }
+  if (fd.close() != 0) debug_log("close failed %d\n", errno);
+  return ::remove(path) == 0 ? kDeleteOk : kDeleteFailed;
+}
+
+}  // namespace kelp
