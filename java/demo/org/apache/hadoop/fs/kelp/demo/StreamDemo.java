@@ -49,10 +49,9 @@ final class StreamDemo {
     try {
       fs.nSetExtendedAttribute(KelpFileSystem.LOCAL, plain.toString(), "user.pipeline", "x");
       Demo.say("set on %s unexpectedly succeeded", plain);
-    } catch (Exception e) {
-      // Raised from native code: the Java declaration does not list it.
-      Demo.say("set on %s (no attribute support) raised %s \"%s\"", plain,
-          e.getClass().getName(), e.getMessage());
+    } catch (IOException e) {
+      Demo.say("set on %s (no attribute support) raised IOException \"%s\"", plain,
+          e.getMessage());
     } finally {
       Files.deleteIfExists(plain);
     }
@@ -81,7 +80,7 @@ final class StreamDemo {
     Demo.say("after the stream closed, the sync cache still holds %d descriptor(s) on it",
         openOn(file));
 
-    File kelpsim = new File(System.getProperty("java.library.path"), "kelpsim");
+    File kelpsim = new File(System.getProperty("kelp.sim.tool", "kelpsim"));
     if (kelpsim.canExecute()) {
       Demo.say("what the simulated file system received for it (kelpsim log):");
       for (String line : run(kelpsim.getPath(), "log").split("\n")) {
