@@ -90,13 +90,6 @@ TEST(OutputStreamSync, SyncsOfOnePathShareOneCloseOnExecWriteDescriptor) {
   EXPECT_TRUE(kelptest::is_cloexec(fds[0]));
   EXPECT_EQ(::fcntl(fds[0], F_GETFL) & O_ACCMODE, O_WRONLY);
   EXPECT_EQ(sim_records("fcntl", file).size(), 2u);
-
-  // Data sync first: the range sync that follows finds its descriptor.
-  std::string other = make_file(dir, "g");
-  EXPECT_EQ(fdatasync_path(other), 0);
-  EXPECT_EQ(fsync_range(other, 0, 9), 0);
-  EXPECT_EQ(count_fds_on(other), 1);
-  EXPECT_EQ(count_fds_on(file), 1);
 }
 
 TEST(OutputStreamSync, EverySpellingOfAPathIsCachedApart) {
