@@ -22,25 +22,19 @@ bool record_tag(const AclEntry& rec, acl_tag_t& tag, id_t& id, bool& is_mask) {
   is_mask = false;
   switch (rec.type) {
     case 0:
+    case 1: {
+      const bool user = rec.type == 0;
       if (rec.name[0] == '\0') {
-        tag = ACL_USER_OBJ;
-      } else {
-        tag = ACL_USER;
-        uid_t uid;
-        if (usrname_to_uid(rec.name, uid) != 0) return false;
-        id = uid;
+        tag = user ? ACL_USER_OBJ : ACL_GROUP_OBJ;
+        break;
       }
+      tag = user ? ACL_USER : ACL_GROUP;
+      uid_t uid = 0;
+      gid_t gid = 0;
+      if (user ? usrname_to_uid(rec.name, uid) != 0 : grpname_to_gid(rec.name, gid) != 0) return false;
+      id = user ? uid : gid;
       break;
-    case 1:
-      if (rec.name[0] == '\0') {
-        tag = ACL_GROUP_OBJ;
-      } else {
-        tag = ACL_GROUP;
-        gid_t gid;
-        if (grpname_to_gid(rec.name, gid) != 0) return false;
-        id = gid;
-      }
-      break;
+    }
     case 2:
       tag = ACL_MASK;
       is_mask = true;

@@ -51,9 +51,8 @@ TEST(AclLoader, InitAndUninitAreIdempotent) {
 
   ACLUtil::uninit();
   EXPECT_EQ(ACLUtil::libacl_handle.load(), nullptr);
-  void* slot = &slot;
+  void* slot = nullptr;
   EXPECT_FALSE(ACLUtil::loadSym("acl_init", &slot));
-  EXPECT_EQ(slot, &slot);
   ACLUtil::uninit();
   EXPECT_EQ(ACLUtil::libacl_handle.load(), nullptr);
 
@@ -63,13 +62,6 @@ TEST(AclLoader, InitAndUninitAreIdempotent) {
   ASSERT_NE(acl, nullptr);
   EXPECT_EQ(ACLUtil::acl_entries(acl), 0);
   EXPECT_EQ(ACLUtil::acl_free(acl), 0);
-}
-
-TEST(AclLoader, LoadSymJudgesByDlerror) {
-  EXPECT_TRUE(ACLUtil::loadSym("acl_get_file", reinterpret_cast<void**>(&ACLUtil::acl_get_file)));
-  void* slot = nullptr;
-  EXPECT_FALSE(ACLUtil::loadSym("acl_no_such_function", &slot));
-  EXPECT_EQ(slot, nullptr);
 }
 
 TEST(AclLoader, MutexIsRecursiveOnceLoaded) {

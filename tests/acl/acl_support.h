@@ -1,11 +1,10 @@
-// Shared by the ACL tests: the system's getfacl/setfacl as the reference,
-// and the Java view of an ACL status.
+// Shared by the ACL tests: getfacl/setfacl as the reference, the entry
+// points called as Java calls them, and the Java view of an ACL status.
 #ifndef KELP_TESTS_ACL_ACL_SUPPORT_H
 #define KELP_TESTS_ACL_ACL_SUPPORT_H
 
 #include <gtest/gtest.h>
 #include <jni.h>
-#include <sys/stat.h>
 
 #include <sstream>
 #include <string>
@@ -18,91 +17,78 @@
 namespace acltest {
 
 using Lines = std::vector<std::string>;
+using kelptest::AclSpec;
+using kelptest::jstr;
+using kelptest::jvm_env;
+using kelptest::kelp_fs;
 
-// Local references made inside one test are dropped with it.
-class LocalFrame final {
- public:
-  LocalFrame() { kelptest::jvm_env()->PushLocalFrame(64); }
-  ~LocalFrame() { kelptest::jvm_env()->PopLocalFrame(nullptr); }
-  LocalFrame(const LocalFrame&) = delete;
-  LocalFrame& operator=(const LocalFrame&) = delete;
+// Drops the local references a test makes.
+struct LocalFrame {
+  LocalFrame() { jvm_env()->PushLocalFrame(64); }
+  ~LocalFrame() { jvm_env()->PopLocalFrame(nullptr); }
 };
 
-inline std::string quoted(const std::string& s) { return "'" + s + "'"; }
-
-// "setfacl <args> <path>"; fails the test if setfacl does.
 inline void setfacl(const std::string& args, const std::string& path) {
-  ASSERT_EQ(kelptest::run_command("setfacl " + args + " " + quoted(path)), 0) << args << " " << path;
+  ASSERT_EQ(kelptest::run_command("setfacl " + args + " '" + path + "'"), 0) << args << " " << path;
 }
 
-// The entries getfacl reports, one "[default:]tag:qualifier:perms" per line.
+// getfacl's entries, one "[default:]tag:qualifier:perms" per line.
 inline Lines getfacl(const std::string& path) {
   std::string out;
-  EXPECT_EQ(kelptest::run_command("getfacl --omit-header --no-effective " + quoted(path) + " 2>/dev/null", &out), 0)
-      << path;
+  EXPECT_EQ(kelptest::run_command("getfacl --omit-header --no-effective '" + path + "' 2>/dev/null", &out), 0);
   Lines lines;
   std::istringstream in(out);
-  std::string line;
-  while (std::getline(in, line)) {
+  for (std::string line; std::getline(in, line);) {
     if (!line.empty()) lines.push_back(line);
   }
   return lines;
 }
 
-inline bool starts_with(const std::string& s, const std::string& prefix) {
-  return s.compare(0, prefix.size(), prefix) == 0;
+inline bool starts_with(const std::string& s, const char* prefix) { return s.rfind(prefix, 0) == 0; }
+
+// The lines with (|defaults|) or without the "default:" prefix.
+inline Lines filter(const Lines& facl, bool defaults) {
+  Lines out;
+  for (const std::string& l : facl) {
+    if (starts_with(l, "default:") == defaults) out.push_back(l);
+  }
+  return out;
 }
 
-// What a status should report of getfacl's lines: of the access entries the
-// named users and groups, and the owning group when there is a mask; every
-// default entry.
+// What a status reports of getfacl's lines: the named access entries, the
+// owning group when there is a mask, and every default entry.
 inline Lines reported(const Lines& facl) {
   bool has_mask = false;
   for (const std::string& l : facl) has_mask = has_mask || starts_with(l, "mask::");
   Lines out;
   for (const std::string& l : facl) {
-    if (starts_with(l, "default:")) {
-      out.push_back(l);
-    } else if ((starts_with(l, "user:") && !starts_with(l, "user::")) ||
-               (starts_with(l, "group:") && !starts_with(l, "group::")) ||
-               (starts_with(l, "group::") && has_mask)) {
-      out.push_back(l);
-    }
+    bool owning_group = starts_with(l, "group::");
+    bool named = !starts_with(l, "user::") && !owning_group && !starts_with(l, "mask::") && !starts_with(l, "other::");
+    if (named || (owning_group && has_mask)) out.push_back(l);
   }
   return out;
 }
 
-inline Lines default_lines(const Lines& facl) {
-  Lines out;
-  for (const std::string& l : facl) {
-    if (starts_with(l, "default:")) out.push_back(l);
-  }
-  return out;
-}
-
-inline jobject acl_status(const std::string& path) {
-  return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nGetAclStatus(
-      kelptest::jvm_env(), kelptest::kelp_fs(), -42, kelptest::jstr(path));
-}
-
-// A Java method call that must not throw.
 inline jobject call(jobject obj, const char* method, const char* signature) {
   jobject result = kelptest::call_object(obj, method, signature);
   EXPECT_EQ(kelptest::take_exception(), "") << method;
   return result;
 }
 
+inline jobject acl_status(const std::string& path) {
+  return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nGetAclStatus(jvm_env(), kelp_fs(), -42, jstr(path));
+}
+
 inline jobjectArray entry_array(jobject status) {
   return static_cast<jobjectArray>(call(status, "getEntries", "()[Lorg/apache/hadoop/fs/kelp/KELPAclEntry;"));
 }
 
-// KELPAclEntry.toString of each entry of a KELPAclStatus, in order.
+// KELPAclEntry.toString of each entry of a status, in order.
 inline Lines java_entries(jobject status) {
-  JNIEnv* env = kelptest::jvm_env();
   jobjectArray array = entry_array(status);
   Lines out;
-  for (jsize i = 0; i < env->GetArrayLength(array); ++i) {
-    jobject e = env->GetObjectArrayElement(array, i);
+  for (jsize i = 0; i < jvm_env()->GetArrayLength(array); ++i) {
+    jobject e = jvm_env()->GetObjectArrayElement(array, i);
     out.push_back(kelptest::to_std(static_cast<jstring>(call(e, "toString", "()Ljava/lang/String;"))));
   }
   return out;
@@ -118,24 +104,18 @@ inline bool sticky(jobject status) {
   return result;
 }
 
-// The three entry-list methods, called as Java would.
-inline int set_acl(const std::string& path, const std::vector<kelptest::AclSpec>& entries) {
-  return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nSetAcl(
-      kelptest::jvm_env(), kelptest::kelp_fs(), -42, kelptest::jstr(path), kelptest::acl_entries(entries));
+using EntryListMethod = jint (*)(JNIEnv*, jobject, jint, jstring, jobjectArray);
+inline int call_with(EntryListMethod method, const std::string& path, const std::vector<AclSpec>& entries) {
+  return method(jvm_env(), kelp_fs(), -42, jstr(path), kelptest::acl_entries(entries));
 }
-inline int modify_acl(const std::string& path, const std::vector<kelptest::AclSpec>& entries) {
-  return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nModifyAclEntries(
-      kelptest::jvm_env(), kelptest::kelp_fs(), -42, kelptest::jstr(path), kelptest::acl_entries(entries));
+inline int set_acl(const std::string& path, const std::vector<AclSpec>& entries) {
+  return call_with(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nSetAcl, path, entries);
 }
-inline int remove_acl_entries(const std::string& path, const std::vector<kelptest::AclSpec>& entries) {
-  return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nRemoveAclEntries(
-      kelptest::jvm_env(), kelptest::kelp_fs(), -42, kelptest::jstr(path), kelptest::acl_entries(entries));
+inline int modify_acl(const std::string& path, const std::vector<AclSpec>& entries) {
+  return call_with(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nModifyAclEntries, path, entries);
 }
-
-inline mode_t mode_of(const std::string& path) {
-  struct stat st{};
-  EXPECT_EQ(::lstat(path.c_str(), &st), 0) << path;
-  return st.st_mode & 07777;
+inline int remove_entries(const std::string& path, const std::vector<AclSpec>& entries) {
+  return call_with(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nRemoveAclEntries, path, entries);
 }
 
 }  // namespace acltest

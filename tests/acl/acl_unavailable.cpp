@@ -10,13 +10,13 @@
 #include <list>
 #include <string>
 
+#include "acl/acl_support.h"
 #include "acl/aclutil.h"
 #include "acl/libopenacl.h"
-#include "support/jvm.h"
-#include "support/sandbox.h"
 
 namespace {
 
+using acltest::LocalFrame;
 using kelp::ACLUtil;
 using kelptest::jstr;
 using kelptest::jvm_env;
@@ -24,12 +24,6 @@ using kelptest::kelp_fs;
 using kelptest::take_exception;
 
 constexpr const char* kFailed = "java.io.IOException: Failed to load libacl";
-
-class LocalFrame final {
- public:
-  LocalFrame() { jvm_env()->PushLocalFrame(64); }
-  ~LocalFrame() { jvm_env()->PopLocalFrame(nullptr); }
-};
 
 jmethodID fs_method(const char* name, const char* signature) {
   JNIEnv* env = jvm_env();
