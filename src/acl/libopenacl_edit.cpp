@@ -218,6 +218,7 @@ int changeAclEntries(const char* path, std::list<AclEntry*>& entries, int mode) 
     if (mode != kModify && mode != kSet) continue;
     if (entry == nullptr) {
       // A default entry for a non-directory ends here: it has no default ACL.
+      if (!target) errno = EINVAL;
       if (!target || ACLUtil::acl_create_entry(target.addr(), &entry) != 0) {
         log_acl_failure("acl_create_entry", path);
         return 0;
