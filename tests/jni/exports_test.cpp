@@ -31,10 +31,7 @@ const std::set<std::string> kPending = {
     "KelpFileSystem.nGetDetails",     "KelpFileSystem.nSetReplication",
     "KelpFileSystem.nSetBlockGroupFactor", "KelpFileSystem.nCreateSnapshot",
     "KelpFileSystem.nCreateSnapshotAs", "KelpFileSystem.nDeleteSnapshot",
-    "KelpFileSystem.nRenameSnapshot", "KelpFileSystem.nGetAclStatus",
-    "KelpFileSystem.nSetAcl",         "KelpFileSystem.nModifyAclEntries",
-    "KelpFileSystem.nRemoveAclEntries", "KelpFileSystem.nRemoveAcl",
-    "KelpFileSystem.nRemoveDefaultAcl",
+    "KelpFileSystem.nRenameSnapshot",
 };
 
 // JNI short name mangling of one identifier.
