@@ -48,7 +48,7 @@ final class AclDemo {
     print(fs, file);
   }
 
-  private static void print(KelpFileSystem fs, String path) {
+  private static void print(KelpFileSystem fs, String path) throws java.io.IOException {
     KELPAclStatus status = fs.nGetAclStatus(KelpFileSystem.LOCAL, path);
     if (status == null) {
       Demo.say("  %s: ACL unreadable", path);
