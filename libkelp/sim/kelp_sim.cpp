@@ -30,6 +30,12 @@ uint32_t load32(const uint8_t* p) {
 
 void store32(uint8_t* p, uint32_t v) { std::memcpy(p, &v, sizeof v); }
 
+int64_t load64(const uint8_t* p) {
+  int64_t v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
 uint32_t load32_big_endian(const uint8_t* p) {
   return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
 }
@@ -71,6 +77,18 @@ int set_attribute(const Request& r) {
   return kelpsim::set_attr(r.st, "bgf", std::to_string(factor)) ? 0 : fail(EIO);
 }
 
+// 2009: write back the byte range (length 0: to the end of the file) and wait
+// until it is on disk.
+int sync_range(const Request& r) {
+  if (r.total != 48 || r.hint_length != 32) return fail(EINVAL);
+  int64_t start = load64(r.bytes + 32);
+  int64_t length = load64(r.bytes + 40);
+  if (start < 0 || length < 0) return fail(EINVAL);
+  return ::sync_file_range(r.fd, start, length,
+                           SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE |
+                               SYNC_FILE_RANGE_WAIT_AFTER);
+}
+
 struct Handler {
   uint32_t type;
   int (*run)(const Request&);
@@ -78,6 +96,7 @@ struct Handler {
 
 const Handler kHandlers[] = {
     {KELP_FCNTL_SET_REPLICATION, set_replication},
+    {KELP_FCNTL_SYNC_RANGE, sync_range},
     {KELP_FCNTL_SET_ATTRIBUTE, set_attribute},
 };
 
@@ -120,7 +139,10 @@ extern "C" int kelp_prealloc(int fd, int64_t start, int64_t length) {
   int64_t args[2] = {start, length};
   kelpsim::record("prealloc", kelpsim::fd_path(fd), args, sizeof args);
   if (int err = kelpsim::take_failure("prealloc")) return fail(err);
-  return fail(ENOSYS);
+  if (start < 0 || length <= 0) return fail(EINVAL);
+  // Reserves blocks without changing the size: a writer still appends at the
+  // end of its data, not after the reserved range.
+  return ::fallocate(fd, FALLOC_FL_KEEP_SIZE, start, length);
 }
 
 extern "C" int kelp_statfspool(const char* path, uint32_t* cursor, uint32_t options,

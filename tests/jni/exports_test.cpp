@@ -22,12 +22,7 @@ const std::set<std::string> kPending = {
     "KelpFileSystem.nGetDetails",     "KelpFileSystem.nSetReplication",
     "KelpFileSystem.nSetBlockGroupFactor", "KelpFileSystem.nCreateSnapshot",
     "KelpFileSystem.nCreateSnapshotAs", "KelpFileSystem.nDeleteSnapshot",
-    "KelpFileSystem.nRenameSnapshot", "KelpFileSystem.nGetAclStatus",
-    "KelpFileSystem.nSetAcl",         "KelpFileSystem.nModifyAclEntries",
-    "KelpFileSystem.nRemoveAclEntries", "KelpFileSystem.nRemoveAcl",
-    "KelpFileSystem.nRemoveDefaultAcl", "KelpFileSystem.nSetExtendedAttribute",
-    "KelpFileSystem.nGetExtendedAttribute", "KELPDataOutputStream.kelp_fsync_range",
-    "KELPDataOutputStream.kelp_fdatasync", "KELPDataOutputStream.kelp_preallocate",
+    "KelpFileSystem.nRenameSnapshot",
 };
 
 // JNI short name mangling of one identifier.
