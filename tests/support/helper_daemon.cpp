@@ -104,16 +104,35 @@ int HelperDaemon::wait() {
 
 std::string HelperDaemon::log() const { return read_file(log_path_); }
 
-int HelperDaemon::open_fds() const {
-  std::string dir = "/proc/" + std::to_string(pid_) + "/fd";
+namespace {
+
+// Counts the entries of /proc/<pid>/fd that |keep| accepts; -1 when the
+// directory cannot be read.
+template <typename Keep>
+int count_fds(pid_t pid, Keep keep) {
+  std::string dir = "/proc/" + std::to_string(pid) + "/fd";
   DIR* d = ::opendir(dir.c_str());
   if (d == nullptr) return -1;
   int count = 0;
   while (struct dirent* e = ::readdir(d)) {
-    if (e->d_name[0] != '.') ++count;
+    if (e->d_name[0] != '.' && keep(dir + "/" + e->d_name)) ++count;
   }
   ::closedir(d);
   return count;
+}
+
+}  // namespace
+
+int HelperDaemon::open_fds() const {
+  return count_fds(pid_, [](const std::string&) { return true; });
+}
+
+int HelperDaemon::fds_on(const std::string& path) const {
+  return count_fds(pid_, [&](const std::string& link) {
+    char target[4096];
+    ssize_t n = ::readlink(link.c_str(), target, sizeof target);
+    return n > 0 && path.compare(0, std::string::npos, target, static_cast<size_t>(n)) == 0;
+  });
 }
 
 }  // namespace kelptest

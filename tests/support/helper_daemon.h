@@ -31,6 +31,8 @@ class HelperDaemon final {
   std::string log() const;
   // Descriptors the daemon has open (-1 when it cannot be read).
   int open_fds() const;
+  // Those of them open on |path|.
+  int fds_on(const std::string& path) const;
 
  private:
   pid_t pid_ = -1;
