@@ -59,9 +59,9 @@ final class NamespaceDemo {
 
     String moved = "/mnt/other/part-00000";
     Demo.say("rename %s to another device (%s) -> %s", file, moved, fs.nRename(local, file, moved));
-    Demo.say("rename a missing file:");
+    Demo.say("rename a file that is not there:");
     try {
-      fs.nRename(local, file, moved);
+      fs.nRename(local, root + "/no-such-file", root + "/elsewhere");
     } catch (IOException e) {
       Demo.say("  IOException: %s", e.getMessage().trim());
     }
