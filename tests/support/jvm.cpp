@@ -90,9 +90,11 @@ std::string take_exception() {
   jclass class_class = env->FindClass("java/lang/Class");
   jmethodID get_name = env->GetMethodID(class_class, "getName", "()Ljava/lang/String;");
   auto name = static_cast<jstring>(env->CallObjectMethod(cls, get_name));
+  env->ExceptionCheck();
   jclass throwable = env->FindClass("java/lang/Throwable");
   jmethodID get_message = env->GetMethodID(throwable, "getMessage", "()Ljava/lang/String;");
   auto message = static_cast<jstring>(env->CallObjectMethod(t, get_message));
+  env->ExceptionCheck();
   std::string out = to_std(name) + ": " + to_std(message);
   env->DeleteLocalRef(message);
   env->DeleteLocalRef(name);
@@ -146,12 +148,6 @@ jfieldID field_of(jobject obj, const char* field, const char* signature) {
 
 jobject call_object(jobject obj, const char* method, const char* signature) {
   return jvm_env()->CallObjectMethod(obj, method_of(obj, method, signature));
-}
-long long call_long(jobject obj, const char* method) {
-  return jvm_env()->CallLongMethod(obj, method_of(obj, method, "()J"));
-}
-int call_int(jobject obj, const char* method) {
-  return jvm_env()->CallIntMethod(obj, method_of(obj, method, "()I"));
 }
 bool call_boolean(jobject obj, const char* method) {
   return jvm_env()->CallBooleanMethod(obj, method_of(obj, method, "()Z")) != JNI_FALSE;

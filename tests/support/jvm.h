@@ -43,8 +43,6 @@ jobjectArray acl_entries(const std::vector<AclSpec>& entries);
 
 // Calls an int/boolean/object getter with no arguments.
 jobject call_object(jobject obj, const char* method, const char* signature);
-long long call_long(jobject obj, const char* method);
-int call_int(jobject obj, const char* method);
 bool call_boolean(jobject obj, const char* method);
 int int_field(jobject obj, const char* field);
 std::string string_field(jobject obj, const char* field);
