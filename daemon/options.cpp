@@ -1,7 +1,6 @@
 #include "options.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,7 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
+
+#include "status/identity.h"
 
 namespace kelpd {
 namespace {
@@ -37,23 +37,6 @@ bool parse_int(const char* text, long min, long max, long& out) {
   if (errno != 0 || *end != '\0' || v < min || v > max) return false;
   out = v;
   return true;
-}
-
-bool lookup_uid(const char* name, uid_t& uid) {
-  long size = sysconf(_SC_GETPW_R_SIZE_MAX);
-  std::vector<char> buf(size > 0 ? static_cast<size_t>(size) : 16384);
-  for (;;) {
-    struct passwd pw;
-    struct passwd* found = nullptr;
-    int rc = getpwnam_r(name, &pw, buf.data(), buf.size(), &found);
-    if (rc == ERANGE) {
-      buf.resize(buf.size() * 2);
-      continue;
-    }
-    if (rc != 0 || found == nullptr) return false;
-    uid = pw.pw_uid;
-    return true;
-  }
 }
 
 bool usage_error(const char* what, const char* arg, int& exit_status) {
@@ -85,7 +68,7 @@ bool parse_options(int argc, char** argv, Options& options, int& exit_status) {
     } else if (std::strcmp(opt, "--allow-user") == 0) {
       uid_t uid;
       if (value == nullptr) return usage_error("--allow-user needs a name", nullptr, exit_status);
-      if (!lookup_uid(value, uid)) return usage_error("unknown user", value, exit_status);
+      if (kelp::usrname_to_uid(value, uid) != 0) return usage_error("unknown user", value, exit_status);
       options.allowed_uids.insert(uid);
       ++i;
     } else if (std::strcmp(opt, "--max-clients") == 0) {
