@@ -91,32 +91,43 @@ bool expect_message(int fd, char type, char* out, size_t capacity) {
   return recv_message(fd, &received, out, capacity) >= 0 && received == type;
 }
 
-int send_fd(int socket, int fd) {
-  char data = 'F';
-  struct iovec iov = {&data, 1};
+namespace {
+
+// A descriptor message: one data byte and room for one SCM_RIGHTS descriptor
+// (control length 20 in a 24-byte buffer).
+struct FdMessage {
+  explicit FdMessage(char byte) : data(byte) {
+    iov.iov_base = &data;
+    iov.iov_len = 1;
+    msg.msg_iov = &iov;
+    msg.msg_iovlen = 1;
+    msg.msg_control = control;
+    msg.msg_controllen = sizeof control;
+  }
+  FdMessage(const FdMessage&) = delete;
+  FdMessage& operator=(const FdMessage&) = delete;
+
+  char data;
+  struct iovec iov {};
   alignas(struct cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-  struct msghdr msg = {};
-  msg.msg_iov = &iov;
-  msg.msg_iovlen = 1;
-  msg.msg_control = control;
-  msg.msg_controllen = sizeof control;
-  struct cmsghdr* c = CMSG_FIRSTHDR(&msg);
+  struct msghdr msg {};
+};
+
+}  // namespace
+
+int send_fd(int socket, int fd) {
+  FdMessage m('F');
+  struct cmsghdr* c = CMSG_FIRSTHDR(&m.msg);
   c->cmsg_level = SOL_SOCKET;
   c->cmsg_type = SCM_RIGHTS;
   c->cmsg_len = CMSG_LEN(sizeof(int));
   std::memcpy(CMSG_DATA(c), &fd, sizeof fd);
-  return static_cast<int>(::sendmsg(socket, &msg, 0));
+  return static_cast<int>(::sendmsg(socket, &m.msg, 0));
 }
 
 int recv_fd(int socket) {
-  char data = 0;
-  struct iovec iov = {&data, 1};
-  alignas(struct cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-  struct msghdr msg = {};
-  msg.msg_iov = &iov;
-  msg.msg_iovlen = 1;
-  msg.msg_control = control;
-  msg.msg_controllen = sizeof control;
+  FdMessage m(0);
+  struct msghdr& msg = m.msg;
   ssize_t n;
   do {
     n = ::recvmsg(socket, &msg, MSG_CMSG_CLOEXEC);
@@ -142,7 +153,7 @@ int recv_fd(int socket) {
       }
     }
   }
-  if (data != 'F' || (msg.msg_flags & MSG_CTRUNC) != 0 || malformed) return -1;
+  if (m.data != 'F' || (msg.msg_flags & MSG_CTRUNC) != 0 || malformed) return -1;
   return received.release();
 }
 
