@@ -1,0 +1,135 @@
+// Cost of the library's namespace work: the frame codec on its own, and the
+// same operations run locally and through the helper daemon. Runs inside the
+// sandbox (scripts/bench.sh).
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "channel/connection.h"
+#include "channel/framing.h"
+#include "channel/payload.h"
+#include "channel/request.h"
+#include "fsops/kelpHadoop.h"
+#include "fsops/local_ops.h"
+#include "jni/fd.h"
+#include "support/helper_daemon.h"
+#include "support/sandbox.h"
+
+namespace {
+
+// A request and its one-byte reply over a socket pair, answered by a thread
+// that echoes the request's type: the codec and two system calls each way.
+void BM_FrameRoundTrip(benchmark::State& state) {
+  int fds[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) != 0) {
+    state.SkipWithError("socketpair");
+    return;
+  }
+  kelp::UniqueFd client(fds[0]);
+  kelp::UniqueFd server(fds[1]);
+  std::thread echo([fd = server.get()] {
+    char type;
+    char payload[kelp::kPathReplySize];
+    while (kelp::recv_message(fd, &type, payload, sizeof payload) >= 0 && type != kelp::kMsgQuit) {
+      char one = 1;
+      kelp::send_message(fd, type, &one, 1);
+    }
+  });
+  const std::string path = "/mnt/kelp/bench/some/directory/part-00000";
+  for (auto _ : state) {
+    signed char reply = 0;
+    bool ok = kelp::exchange_byte(client.get(), kelp::kMsgExists, kelp::Payload().str(path), reply);
+    benchmark::DoNotOptimize(ok);
+  }
+  kelp::send_message(client.get(), kelp::kMsgQuit, nullptr, 0);
+  echo.join();
+}
+BENCHMARK(BM_FrameRoundTrip);
+
+// The connection to use: -42 (local), or a socket to a serving daemon.
+struct Mode {
+  std::unique_ptr<kelptest::HelperDaemon> daemon;
+  int connection = kelp::kLocalConnection;
+};
+
+Mode open_mode(bool through_daemon) {
+  Mode m;
+  if (through_daemon) {
+    m.daemon = std::make_unique<kelptest::HelperDaemon>(std::vector<std::string>{"--serve"});
+    m.connection = m.daemon->ready() ? kelp::connect_daemon(0, "root") : -1;
+  }
+  return m;
+}
+
+void close_mode(Mode& m) {
+  if (m.connection >= 0) {
+    kelp::send_message(m.connection, kelp::kMsgQuit, nullptr, 0);
+    ::close(m.connection);
+  }
+}
+
+// Existence test of one path, as Hadoop asks it before most operations.
+void BM_Exists(benchmark::State& state) {
+  kelptest::ScratchDir dir("bench-exists");
+  std::string f = dir / "f";
+  kelptest::write_file(f, "x");
+  Mode m = open_mode(state.range(0) != 0);
+  if (m.connection == -1) {
+    state.SkipWithError("no daemon");
+    return;
+  }
+  for (auto _ : state) {
+    int exists = m.connection == kelp::kLocalConnection
+                     ? kelp::kelp_exists(f.c_str())
+                     : [&] {
+                         signed char reply = 0;
+                         kelp::exchange_byte(m.connection, kelp::kMsgExists, kelp::Payload().str(f), reply);
+                         return static_cast<int>(reply);
+                       }();
+    benchmark::DoNotOptimize(exists);
+  }
+  close_mode(m);
+}
+BENCHMARK(BM_Exists)->ArgName("daemon")->Arg(0)->Arg(1);
+
+// Open for reading: a local open, or a request plus a passed descriptor.
+void BM_OpenForRead(benchmark::State& state) {
+  kelptest::ScratchDir dir("bench-open");
+  std::string f = dir / "f";
+  kelptest::write_file(f, "x");
+  Mode m = open_mode(state.range(0) != 0);
+  if (m.connection == -1) {
+    state.SkipWithError("no daemon");
+    return;
+  }
+  for (auto _ : state) {
+    kelp::UniqueFd fd(kelp::helper_get_fd(m.connection, f.c_str()));
+    if (!fd) state.SkipWithError("open failed");
+  }
+  close_mode(m);
+}
+BENCHMARK(BM_OpenForRead)->ArgName("daemon")->Arg(0)->Arg(1);
+
+// Create (with the replication request) and delete of a file in a fresh
+// directory: the write path of every Hadoop task output.
+void BM_CreateDelete(benchmark::State& state) {
+  kelptest::ScratchDir dir("bench-create");
+  std::string f = dir / "out/part";
+  for (auto _ : state) {
+    kelp::UniqueFd fd(kelp::kelp_create(f.c_str(), 0644, 2, true, 0));
+    if (!fd) state.SkipWithError("create failed");
+    fd.reset();
+    kelp::kelp_delete(f.c_str(), false);
+  }
+}
+BENCHMARK(BM_CreateDelete);
+
+}  // namespace
+
+BENCHMARK_MAIN();
