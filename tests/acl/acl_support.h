@@ -1,10 +1,13 @@
-// Shared by the ACL tests: getfacl/setfacl as the reference, the entry
-// points called as Java calls them, and the Java view of an ACL status.
+// Shared by the ACL tests: getfacl/setfacl as the reference, files carrying
+// ACLs, and the entries of an ACL status as Java receives them.
 #ifndef KELP_TESTS_ACL_ACL_SUPPORT_H
 #define KELP_TESTS_ACL_ACL_SUPPORT_H
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <jni.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <sstream>
 #include <string>
@@ -16,11 +19,8 @@
 
 namespace acltest {
 
+using namespace kelptest;
 using Lines = std::vector<std::string>;
-using kelptest::AclSpec;
-using kelptest::jstr;
-using kelptest::jvm_env;
-using kelptest::kelp_fs;
 
 // Drops the local references a test makes.
 struct LocalFrame {
@@ -29,49 +29,28 @@ struct LocalFrame {
 };
 
 inline void setfacl(const std::string& args, const std::string& path) {
-  ASSERT_EQ(kelptest::run_command("setfacl " + args + " '" + path + "'"), 0) << args << " " << path;
+  ASSERT_EQ(run_command("setfacl " + args + " '" + path + "'"), 0) << args << " " << path;
 }
 
-// getfacl's entries, one "[default:]tag:qualifier:perms" per line.
-inline Lines getfacl(const std::string& path) {
+enum Part { kWhole, kAccessPart, kDefaultPart };
+
+// getfacl's entries, one "[default:]tag:qualifier:perms" per line: all of
+// them, or those of the access or the default ACL.
+inline Lines getfacl(const std::string& path, Part part = kWhole) {
   std::string out;
-  EXPECT_EQ(kelptest::run_command("getfacl --omit-header --no-effective '" + path + "' 2>/dev/null", &out), 0);
+  EXPECT_EQ(run_command("getfacl --omit-header --no-effective '" + path + "' 2>/dev/null", &out), 0);
   Lines lines;
   std::istringstream in(out);
   for (std::string line; std::getline(in, line);) {
-    if (!line.empty()) lines.push_back(line);
+    bool is_default = line.rfind("default:", 0) == 0;
+    if (!line.empty() && (part == kWhole || is_default == (part == kDefaultPart))) lines.push_back(line);
   }
   return lines;
 }
 
-inline bool starts_with(const std::string& s, const char* prefix) { return s.rfind(prefix, 0) == 0; }
-
-// The lines with (|defaults|) or without the "default:" prefix.
-inline Lines filter(const Lines& facl, bool defaults) {
-  Lines out;
-  for (const std::string& l : facl) {
-    if (starts_with(l, "default:") == defaults) out.push_back(l);
-  }
-  return out;
-}
-
-// What a status reports of getfacl's lines: the named access entries, the
-// owning group when there is a mask, and every default entry.
-inline Lines reported(const Lines& facl) {
-  bool has_mask = false;
-  for (const std::string& l : facl) has_mask = has_mask || starts_with(l, "mask::");
-  Lines out;
-  for (const std::string& l : facl) {
-    bool owning_group = starts_with(l, "group::");
-    bool named = !starts_with(l, "user::") && !owning_group && !starts_with(l, "mask::") && !starts_with(l, "other::");
-    if (named || (owning_group && has_mask)) out.push_back(l);
-  }
-  return out;
-}
-
 inline jobject call(jobject obj, const char* method, const char* signature) {
-  jobject result = kelptest::call_object(obj, method, signature);
-  EXPECT_EQ(kelptest::take_exception(), "") << method;
+  jobject result = call_object(obj, method, signature);
+  EXPECT_EQ(take_exception(), "") << method;
   return result;
 }
 
@@ -79,44 +58,42 @@ inline jobject acl_status(const std::string& path) {
   return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nGetAclStatus(jvm_env(), kelp_fs(), -42, jstr(path));
 }
 
-inline jobjectArray entry_array(jobject status) {
-  return static_cast<jobjectArray>(call(status, "getEntries", "()[Lorg/apache/hadoop/fs/kelp/KELPAclEntry;"));
-}
-
-// KELPAclEntry.toString of each entry of a status, in order.
-inline Lines java_entries(jobject status) {
-  jobjectArray array = entry_array(status);
+// The entries of |path|'s status as getfacl writes them ({"<null>"} for no
+// status). A scope other than 0 and 1, or an empty name where an unnamed
+// entry must carry null, shows as a leading "?".
+inline Lines entries_of(const std::string& path) {
+  jobject status = acl_status(path);
+  if (status == nullptr) return {"<null>"};
+  auto array = static_cast<jobjectArray>(call(status, "getEntries", "()[Lorg/apache/hadoop/fs/kelp/KELPAclEntry;"));
   Lines out;
   for (jsize i = 0; i < jvm_env()->GetArrayLength(array); ++i) {
     jobject e = jvm_env()->GetObjectArrayElement(array, i);
-    out.push_back(kelptest::to_std(static_cast<jstring>(call(e, "toString", "()Ljava/lang/String;"))));
+    int scope = int_field(e, "scope");
+    bool odd = (scope != 0 && scope != 1) || string_field(e, "name").empty();
+    auto text = static_cast<jstring>(call(e, "toString", "()Ljava/lang/String;"));
+    out.push_back((odd ? "?" : "") + to_std(text));
   }
   return out;
 }
 
-inline std::string status_string(jobject status, const char* getter) {
-  return kelptest::to_std(static_cast<jstring>(call(status, getter, "()Ljava/lang/String;")));
-}
+// A scratch directory in which to make files carrying ACLs.
+class AclTest : public ::testing::Test {
+ protected:
+  // A file, or with S_IFDIR in |mode| a directory, with the permission bits
+  // of |mode| and setfacl's modifications of its access and default ACLs.
+  std::string make(const std::string& name, mode_t mode, const std::string& acl = "",
+                   const std::string& default_acl = "") {
+    std::string p = dir_ / name;
+    EXPECT_EQ(S_ISDIR(mode) ? ::mkdir(p.c_str(), 0700) : ::close(::creat(p.c_str(), 0600)), 0) << p;
+    EXPECT_EQ(::chmod(p.c_str(), mode & 07777), 0);
+    if (!acl.empty()) setfacl("-m " + acl, p);
+    if (!default_acl.empty()) setfacl("-d -m " + default_acl, p);
+    return p;
+  }
 
-inline bool sticky(jobject status) {
-  bool result = kelptest::call_boolean(status, "isStickyBit");
-  EXPECT_EQ(kelptest::take_exception(), "");
-  return result;
-}
-
-using EntryListMethod = jint (*)(JNIEnv*, jobject, jint, jstring, jobjectArray);
-inline int call_with(EntryListMethod method, const std::string& path, const std::vector<AclSpec>& entries) {
-  return method(jvm_env(), kelp_fs(), -42, jstr(path), kelptest::acl_entries(entries));
-}
-inline int set_acl(const std::string& path, const std::vector<AclSpec>& entries) {
-  return call_with(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nSetAcl, path, entries);
-}
-inline int modify_acl(const std::string& path, const std::vector<AclSpec>& entries) {
-  return call_with(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nModifyAclEntries, path, entries);
-}
-inline int remove_entries(const std::string& path, const std::vector<AclSpec>& entries) {
-  return call_with(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nRemoveAclEntries, path, entries);
-}
+  LocalFrame frame_;
+  ScratchDir dir_{"acl"};
+};
 
 }  // namespace acltest
 

@@ -13,52 +13,37 @@
 
 namespace {
 
-using kelptest::jstr;
-using kelptest::jvm_env;
-using kelptest::take_exception;
-using kelptest::ScratchDir;
-
+using namespace kelptest;
 using LocalString = kelp::ScopedLocalRef<jstring>;
 
-constexpr jint kConn = -42;
+// |result|, followed by the Java exception raised, if any.
+std::string outcome(const std::string& result) {
+  std::string raised = take_exception();
+  return raised.empty() ? result : result + " " + raised;
+}
 
-// The value arrives as a Java string so a test can build one holding "\0".
-jint set_xattr(const char* path, const char* name, jstring value, jint conn = kConn) {
+// The natives called as Java calls them, null pointers passed as null. The
+// value is a Java string so that a test can build one holding "\0".
+std::string set_xattr(const char* path, const char* name, jstring value) {
   JNIEnv* env = jvm_env();
-  LocalString p(env, jstr(path)), n(env, jstr(name));
-  return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nSetExtendedAttribute(
-      env, kelptest::kelp_fs(), conn, p.get(), n.get(), value);
+  LocalString p(env, jstr(path)), n(env, jstr(name)), v(env, value);
+  return outcome(std::to_string(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nSetExtendedAttribute(
+      env, kelp_fs(), -42, p.get(), n.get(), v.get())));
 }
 
-jint set_xattr(const std::string& path, const char* name, const char* value) {
-  LocalString v(jvm_env(), jstr(value));
-  return set_xattr(path.c_str(), name, v.get());
-}
-
-// The Java result; "<null>" for null.
 std::string get_xattr(const char* path, const char* name) {
   JNIEnv* env = jvm_env();
   LocalString p(env, jstr(path)), n(env, jstr(name));
   LocalString result(env, Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nGetExtendedAttribute(
-                              env, kelptest::kelp_fs(), kConn, p.get(), n.get()));
-  return kelptest::to_std(result.get());
-}
-
-std::string get_xattr(const std::string& path, const char* name) {
-  return get_xattr(path.c_str(), name);
+                              env, kelp_fs(), -42, p.get(), n.get()));
+  return outcome(to_std(result.get()));
 }
 
 // The bytes stored on disk, read past the library.
-std::string stored_bytes(const std::string& path, const char* name) {
+std::string stored(const char* path, const char* name) {
   char buf[256];
-  ssize_t n = ::getxattr(path.c_str(), name, buf, sizeof buf);
+  ssize_t n = ::getxattr(path, name, buf, sizeof buf);
   return n < 0 ? "<none>" : std::string(buf, static_cast<size_t>(n));
-}
-
-std::string make_file(const ScratchDir& dir, const std::string& name) {
-  std::string path = dir / name;
-  kelptest::write_file(path, "data");
-  return path;
 }
 
 // An attribute rewritten right after the library's size query, so that its
@@ -67,11 +52,8 @@ std::string make_file(const ScratchDir& dir, const std::string& name) {
 // on unchanged and does the rewrite once when armed.
 struct ValueChange {
   bool armed = false;
-  std::string path;
-  std::string name;
-  std::string value;
-};
-ValueChange g_change;
+  std::string path, name, value;
+} g_change;
 
 }  // namespace
 
@@ -88,126 +70,78 @@ extern "C" ssize_t getxattr(const char* path, const char* name, void* value, siz
 
 namespace {
 
-TEST(ExtendedAttributes, SetStoresTheTextAndGetReadsItBack) {
-  ScratchDir dir("xattr-roundtrip");
-  std::string file = make_file(dir, "f");
+class ExtendedAttributes : public ::testing::Test {
+ protected:
+  ExtendedAttributes() { write_file(file_, "data"); }
+  ScratchDir dir_{"xattr"};
+  std::string path_ = dir_ / "f";
+  const char* file_ = path_.c_str();
+};
 
-  // The connection is ignored: no daemon is ever asked.
-  LocalString value(jvm_env(), jstr("analytics"));
-  EXPECT_EQ(set_xattr(file.c_str(), "user.team", value.get(), 9999), 1);
-  EXPECT_EQ(take_exception(), "");
-  EXPECT_EQ(stored_bytes(file, "user.team"), "analytics");  // no terminating NUL stored
-  EXPECT_EQ(get_xattr(file, "user.team"), "analytics");
-  EXPECT_EQ(take_exception(), "");
-
-  EXPECT_EQ(set_xattr(file, "user.team", "ml"), 1);
-  EXPECT_EQ(get_xattr(file, "user.team"), "ml");
+TEST_F(ExtendedAttributes, ValuesRoundTrip) {
+  EXPECT_EQ(set_xattr(file_, "user.team", jstr("analytics")), "1");
+  EXPECT_EQ(stored(file_, "user.team"), "analytics");  // no terminating NUL stored
+  EXPECT_EQ(set_xattr(file_, "user.team", jstr("ml")), "1");
+  EXPECT_EQ(get_xattr(file_, "user.team"), "ml");
 
   // An empty value stores zero bytes and reads back as "", not null.
-  EXPECT_EQ(set_xattr(file, "user.empty", ""), 1);
-  EXPECT_EQ(stored_bytes(file, "user.empty"), "");
-  EXPECT_EQ(get_xattr(file, "user.empty"), "");
-  EXPECT_EQ(take_exception(), "");
-}
+  EXPECT_EQ(set_xattr(file_, "user.empty", jstr("")), "1");
+  EXPECT_EQ(stored(file_, "user.empty"), "");
+  EXPECT_EQ(get_xattr(file_, "user.empty"), "");
 
-TEST(ExtendedAttributes, UnreadableAttributeIsNullWithoutException) {
-  ScratchDir dir("xattr-absent");
-  ScratchDir noxattr("xattr-absent", kelptest::kNoAclMount);
-  std::string file = make_file(dir, "f");
-  std::string plain = make_file(noxattr, "f");
-
-  EXPECT_EQ(get_xattr(file, "user.never-set"), "<null>");
-  EXPECT_EQ(take_exception(), "");
-  EXPECT_EQ(get_xattr(dir / "missing", "user.team"), "<null>");
-  EXPECT_EQ(take_exception(), "");
-  EXPECT_EQ(get_xattr(plain, "user.team"), "<null>");
-  EXPECT_EQ(take_exception(), "");
-}
-
-TEST(ExtendedAttributes, ValueIsReadUpToItsFirstNulByte) {
-  ScratchDir dir("xattr-nul");
-  std::string file = make_file(dir, "f");
-  ASSERT_EQ(::setxattr(file.c_str(), "user.raw", "ab\0cd", 5, 0), 0);
-  EXPECT_EQ(get_xattr(file, "user.raw"), "ab");
-  EXPECT_EQ(take_exception(), "");
-}
-
-TEST(ExtendedAttributes, JavaNulCharacterIsStoredAsModifiedUtf8) {
-  ScratchDir dir("xattr-utf");
-  std::string file = make_file(dir, "f");
-  JNIEnv* env = jvm_env();
+  // A stored NUL byte ends the value read.
+  ASSERT_EQ(::setxattr(file_, "user.raw", "ab\0cd", 5, 0), 0);
+  EXPECT_EQ(get_xattr(file_, "user.raw"), "ab");
 
   // A Java "\0" is two bytes in modified UTF-8, never a NUL byte: such a value
   // survives the round trip whole.
   const jchar with_nul[] = {'a', 0, 'b'};
-  LocalString value(env, env->NewString(with_nul, 3));
-  EXPECT_EQ(set_xattr(file.c_str(), "user.nul", value.get()), 1);
-  EXPECT_EQ(stored_bytes(file, "user.nul"), "a\xC0\x80" "b");
-  EXPECT_EQ(get_xattr(file, "user.nul"), "a\xC0\x80" "b");  // to_std's view of "a\0b"
-  EXPECT_EQ(take_exception(), "");
+  EXPECT_EQ(set_xattr(file_, "user.nul", jvm_env()->NewString(with_nul, 3)), "1");
+  EXPECT_EQ(stored(file_, "user.nul"), "a\xC0\x80" "b");
+  EXPECT_EQ(get_xattr(file_, "user.nul"), "a\xC0\x80" "b");  // to_std's view of "a\0b"
 }
 
-TEST(ExtendedAttributes, FailedSetRaisesIOException) {
-  ScratchDir dir("xattr-setfail");
-  ScratchDir noxattr("xattr-setfail", kelptest::kNoAclMount);
-  std::string plain = make_file(noxattr, "f");
+TEST_F(ExtendedAttributes, FailuresAndAbsences) {
+  ScratchDir noxattr("xattr", kNoAclMount);
+  std::string plain = noxattr / "f", missing = dir_ / "missing";
+  write_file(plain, "data");
+  // What cannot be read is null, without an exception.
+  for (const char* p : {file_, plain.c_str(), missing.c_str()}) EXPECT_EQ(get_xattr(p, "user.team"), "<null>") << p;
 
-  EXPECT_EQ(set_xattr(plain, "user.team", "x"), 0);
-  EXPECT_EQ(take_exception(), "java.io.IOException: setxattr failed.");
-  EXPECT_EQ(stored_bytes(plain, "user.team"), "<none>");
+  // A failing set raises; a name without a namespace prefix is not rewritten into one.
+  const std::string failed = "0 java.io.IOException: setxattr failed.";
+  EXPECT_EQ(set_xattr(plain.c_str(), "user.team", jstr("x")), failed);
+  EXPECT_EQ(set_xattr(missing.c_str(), "user.team", jstr("x")), failed);
+  EXPECT_EQ(set_xattr(file_, "team", jstr("x")), failed);
+  EXPECT_EQ(stored(file_, "user.team"), "<none>");
 
-  EXPECT_EQ(set_xattr(dir / "missing", "user.team", "x"), 0);
-  EXPECT_EQ(take_exception(), "java.io.IOException: setxattr failed.");
-
-  // A name without a namespace prefix is not rewritten into one.
-  std::string file = make_file(dir, "f");
-  EXPECT_EQ(set_xattr(file, "team", "x"), 0);
-  EXPECT_EQ(take_exception(), "java.io.IOException: setxattr failed.");
-  EXPECT_EQ(stored_bytes(file, "user.team"), "<none>");
-}
-
-TEST(ExtendedAttributes, NullArgumentsDoNothingAndRaiseNothing) {
-  ScratchDir dir("xattr-null");
-  std::string file = make_file(dir, "f");
-  LocalString value(jvm_env(), jstr("x"));
-
-  EXPECT_EQ(set_xattr(nullptr, "user.a", value.get()), 0);
-  EXPECT_EQ(set_xattr(file.c_str(), nullptr, value.get()), 0);
-  EXPECT_EQ(set_xattr(file.c_str(), "user.a", nullptr), 0);
-  EXPECT_EQ(take_exception(), "");
-  EXPECT_EQ(stored_bytes(file, "user.a"), "<none>");
-
-  ASSERT_EQ(set_xattr(file, "user.a", "x"), 1);
+  // Null arguments do nothing and raise nothing.
+  EXPECT_EQ(set_xattr(nullptr, "user.a", jstr("x")), "0");
+  EXPECT_EQ(set_xattr(file_, nullptr, jstr("x")), "0");
+  EXPECT_EQ(set_xattr(file_, "user.a", nullptr), "0");
+  EXPECT_EQ(stored(file_, "user.a"), "<none>");
+  ASSERT_EQ(set_xattr(file_, "user.a", jstr("x")), "1");
   EXPECT_EQ(get_xattr(nullptr, "user.a"), "<null>");
-  EXPECT_EQ(get_xattr(file.c_str(), nullptr), "<null>");
-  EXPECT_EQ(take_exception(), "");
+  EXPECT_EQ(get_xattr(file_, nullptr), "<null>");
 }
 
-TEST(ExtendedAttributes, ValueChangingBetweenSizeQueryAndRead) {
-  ScratchDir dir("xattr-race");
-  std::string file = make_file(dir, "f");
-  auto change_after_size_query = [&](const char* name, const char* before, const char* after) {
-    ASSERT_EQ(set_xattr(file, name, before), 1);
-    g_change = ValueChange{true, file, name, after};
+TEST_F(ExtendedAttributes, ValueChangingBetweenSizeQueryAndRead) {
+  const struct {
+    const char *name, *before, *after, *read;
+  } cases[] = {
+      // Grown past the one spare byte: the second read fails.
+      {"user.grow2", "abc", "abcde", "<null> java.io.IOException: getxattr failed."},
+      // Grown by one byte: it fits the spare byte and is cut at the first size.
+      {"user.grow1", "abc", "abcd", "abc"},
+      // Shrunk: only the new bytes are read, nothing left over beyond them.
+      {"user.shrink", "abcdef", "ab", "ab"},
   };
-
-  // Grown past the one spare byte: the read fails.
-  change_after_size_query("user.grow2", "abc", "abcde");
-  EXPECT_EQ(get_xattr(file, "user.grow2"), "<null>");
-  EXPECT_FALSE(g_change.armed);
-  EXPECT_EQ(take_exception(), "java.io.IOException: getxattr failed.");
-
-  // Grown by one byte: it fits the spare byte and is cut at the first size.
-  change_after_size_query("user.grow1", "abc", "abcd");
-  EXPECT_EQ(get_xattr(file, "user.grow1"), "abc");
-  EXPECT_FALSE(g_change.armed);
-  EXPECT_EQ(take_exception(), "");
-
-  // Shrunk: only the new bytes are read, nothing left over beyond them.
-  change_after_size_query("user.shrink", "abcdef", "ab");
-  EXPECT_EQ(get_xattr(file, "user.shrink"), "ab");
-  EXPECT_FALSE(g_change.armed);
-  EXPECT_EQ(take_exception(), "");
+  for (const auto& c : cases) {
+    ASSERT_EQ(set_xattr(file_, c.name, jstr(c.before)), "1");
+    g_change = ValueChange{true, path_, c.name, c.after};
+    EXPECT_EQ(get_xattr(file_, c.name), c.read) << c.name;
+    EXPECT_FALSE(g_change.armed) << c.name;
+  }
 }
 
 }  // namespace
