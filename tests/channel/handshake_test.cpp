@@ -2,10 +2,10 @@
 // what each handshake answer gives Java, and what travels on the socket.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
-#include <vector>
 
-#include "org_apache_hadoop_fs_kelp_KelpFileSystem.h"
+#include "support/connection_modes.h"
 #include "support/fake_daemon.h"
 #include "support/jvm.h"
 #include "support/sandbox.h"
@@ -13,98 +13,59 @@
 namespace {
 
 using kelptest::byte_answer;
-using kelptest::FakeDaemon;
-using kelptest::jstr;
 
-class Handshake : public ::testing::Test {
+constexpr int kSocket = 0;  // an expected result: a socket of our own
+
+class Handshake : public kelptest::JniTest {
  protected:
-  void SetUp() override {
-    env_ = kelptest::jvm_env();
-    ASSERT_EQ(env_->PushLocalFrame(64), 0);
-  }
-  void TearDown() override {
-    EXPECT_EQ(kelptest::take_exception(), "");
-    env_->PopLocalFrame(nullptr);
-  }
-
   int connect(const char* user, const char* act_as) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, kelptest::kelp_fs(),
-                                                                  jstr(user), jstr(act_as));
+    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, kelptest::jstr(user),
+                                                                  kelptest::jstr(act_as));
   }
   bool close(int conn) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, kelptest::kelp_fs(), conn);
+    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, fs_, conn);
   }
-
-  JNIEnv* env_ = nullptr;
 };
 
-std::string types_of(const std::vector<FakeDaemon::Frame>& frames) {
-  std::string out;
-  for (const auto& f : frames) out += f.type;
-  return out;
-}
-
-TEST_F(Handshake, LocalAnswerWithoutImpersonationMeansWorkLocally) {
-  FakeDaemon daemon({{'l', byte_answer(1)}});
-  int before = kelptest::count_open_fds();
-  EXPECT_EQ(connect("alice", nullptr), -42);
-  EXPECT_EQ(connect("bob", ""), -42) << "an empty act-as user is the same as none";
-  auto frames = daemon.wait_for_ended(2);
-  ASSERT_EQ(types_of(frames), "lqlq") << "each socket says goodbye before it is closed";
-  EXPECT_EQ(frames[0].payload, std::string("alice", 6));
-  EXPECT_EQ(frames[1].payload, "");
-  EXPECT_EQ(frames[2].payload, std::string("bob", 4));
-  EXPECT_EQ(kelptest::count_open_fds(), before);
-}
-
-TEST_F(Handshake, ImpersonationKeepsTheSocketWhateverTheAcceptance) {
-  FakeDaemon daemon({{'l', byte_answer(1)}});
-  int conn = connect("alice", "kelpuser1");
-  ASSERT_GE(conn, 0);
-  EXPECT_TRUE(kelptest::is_cloexec(conn));
-  EXPECT_TRUE(close(conn));
-  auto frames = daemon.wait_for_ended(1);
-  ASSERT_EQ(types_of(frames), "lq");
-  EXPECT_EQ(frames[0].payload, std::string("kelpuser1", 10)) << "the act-as user is announced";
-}
-
-TEST_F(Handshake, ServingAnswerKeepsTheSocket) {
-  FakeDaemon daemon({{'l', byte_answer(2)}});
-  int conn = connect("alice", nullptr);
-  ASSERT_GE(conn, 0);
-  EXPECT_TRUE(close(conn));
-  EXPECT_EQ(types_of(daemon.wait_for_ended(1)), "lq");
-}
-
-TEST_F(Handshake, RefusalGivesMinusOneAndTheSocketStaysOpen) {
-  int before = kelptest::count_open_fds();
-  {
-    FakeDaemon daemon({{'l', byte_answer(0)}});
-    EXPECT_EQ(connect("alice", nullptr), -1);
-    EXPECT_EQ(types_of(daemon.frames()), "l");
-  }
-  // With the stand-in gone, what is left is the refused socket.
-  EXPECT_EQ(kelptest::count_open_fds(), before + 1);
-}
-
-TEST_F(Handshake, NoUsableAnswerGivesMinusOne) {
-  {
-    FakeDaemon silent({});  // closes the connection without answering
-    EXPECT_EQ(connect("alice", nullptr), -1);
-    EXPECT_EQ(connect("alice", "bob"), -1);
-  }
-  {
-    FakeDaemon confused({{'l', byte_answer(2, 'o')}});  // answers with another type
-    EXPECT_EQ(connect("alice", nullptr), -1);
+TEST_F(Handshake, EachAnswerGivesJavaItsConnection) {
+  const struct {
+    std::map<char, kelptest::FakeDaemon::Answer> script;
+    const char* user;
+    const char* act_as;
+    int result;
+  } cases[] = {
+      {{{'l', byte_answer(1)}}, "alice", nullptr, -42},  // work locally, after saying goodbye
+      {{{'l', byte_answer(1)}}, "bob", "", -42},         // an empty act-as user is none
+      {{{'l', byte_answer(1)}}, "alice", "kelpuser1", kSocket},  // kept whatever the answer
+      {{{'l', byte_answer(2)}}, "alice", nullptr, kSocket},      // the daemon serves
+      {{{'l', byte_answer(0)}}, "alice", nullptr, -1},           // refused
+      {{{'l', byte_answer(2, 'o')}}, "alice", nullptr, -1},      // an answer of another type
+      {{}, "alice", nullptr, -1},                                // no answer at all
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE("case " + std::to_string(&c - cases));
+    int before = kelptest::count_open_fds();
+    {
+      kelptest::FakeDaemon daemon(c.script);
+      int conn = connect(c.user, c.act_as);
+      EXPECT_EQ(conn >= 0 ? kSocket : conn, c.result);
+      if (conn >= 0) {
+        EXPECT_TRUE(kelptest::is_cloexec(conn));
+        EXPECT_TRUE(close(conn));
+      }
+      // The user announced is the act-as user when there is one; a kept
+      // socket, and one given up for local work, says goodbye.
+      std::string announced = c.act_as && *c.act_as ? c.act_as : c.user;
+      std::string trace;
+      for (const auto& f : daemon.stop()) trace += f + '|';
+      EXPECT_EQ(trace, "l" + announced + '\0' + (c.result == -1 ? "|" : "|q|"));
+    }
+    // A failed connection leaves its socket open, as it always has.
+    EXPECT_EQ(kelptest::count_open_fds(), before + (c.result == -1 ? 1 : 0));
   }
   // Nobody listening at all.
   EXPECT_EQ(connect("alice", nullptr), -1);
-}
-
-TEST_F(Handshake, CloseOfTheLocalConnectionClosesNothing) {
-  int before = kelptest::count_open_fds();
   EXPECT_TRUE(close(-42));
-  EXPECT_EQ(kelptest::count_open_fds(), before);
   EXPECT_FALSE(close(-1));
 }
 

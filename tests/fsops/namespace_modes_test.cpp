@@ -3,11 +3,9 @@
 // Results are checked against the file system afterwards.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <string>
 
-#include "org_apache_hadoop_fs_kelp_KelpFileSystem.h"
 #include "support/connection_modes.h"
 #include "support/file_info.h"
 #include "support/java_io.h"
@@ -16,249 +14,119 @@
 
 namespace {
 
+using kelptest::count_open_fds;
+using kelptest::java_write;
 using kelptest::jstr;
 using kelptest::mode_of;
-using kelptest::ScratchDir;
-using kelptest::stat_of;
+using kelptest::path_exists;
+using kelptest::read_file;
 using kelptest::take_exception;
-
-constexpr const char* kSnapshotText =
-    "java.io.IOException: One or more snapshots exist for this directory.\t\t   Before removing a "
-    "directory, all snapshots for that directory must be deleted.";
+using kelptest::to_std;
+using kelptest::write_file;
 
 class NamespaceOps : public kelptest::ConnectionModeTest {
  protected:
-  jobject open(const std::string& p) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nOpen(env_, fs_, conn_, jstr(p));
-  }
-  jobject create(const std::string& p, int mode, int replication, jboolean overwrite, int bgf) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nCreate(env_, fs_, conn_, jstr(p), mode,
-                                                                 replication, overwrite, bgf);
-  }
-  jobject append(const std::string& p) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nAppend(env_, fs_, conn_, jstr(p));
-  }
-  bool exists(const std::string& p) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nExists(env_, fs_, conn_, jstr(p));
-  }
-  bool mkdirs(const std::string& p, int mode) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nMkdirs(env_, fs_, conn_, jstr(p), mode);
-  }
-  bool remove(const std::string& p, bool recursive) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nDelete(env_, fs_, conn_, jstr(p),
-                                                                 recursive);
-  }
-  bool rename(const std::string& a, const std::string& b) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nRename(env_, fs_, conn_, jstr(a),
-                                                                 jstr(b));
-  }
-  bool chown(const std::string& p, const char* user, const char* group) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nChown(env_, fs_, conn_, jstr(p),
-                                                                jstr(user), jstr(group));
-  }
-  bool chmod(const std::string& p, int mode) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nChmod(env_, fs_, conn_, jstr(p), mode);
-  }
-  std::string resolve(const std::string& p) {
-    return kelptest::to_std(
-        Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nResolveSymlink(env_, fs_, conn_, jstr(p)));
-  }
-  std::string readlink(const std::string& p) {
-    return kelptest::to_std(
-        Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nReadSymlink(env_, fs_, conn_, jstr(p)));
-  }
-  bool symlink(const std::string& target, const std::string& link) {
-    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nCreateSymlink(env_, fs_, conn_,
-                                                                        jstr(target), jstr(link));
-  }
-
-  ScratchDir dir_{"ns"};
+  kelptest::ScratchDir dir_{"ns"};
 };
 
-TEST_P(NamespaceOps, OpenHandsJavaAReadableDescriptor) {
-  std::string f = dir_ / "f";
-  kelptest::write_file(f, "hello");
-  jobject fd = open(f);
-  ASSERT_NE(fd, nullptr);
-  EXPECT_EQ(kelptest::java_read(fd), "hello");
-  // Once the JVM has loaded what it needs, descriptors are the only change.
-  int before = kelptest::count_open_fds();
-  fd = open(f);
-  ASSERT_NE(fd, nullptr);
-  EXPECT_EQ(kelptest::count_open_fds(), before + 1);
-  EXPECT_EQ(kelptest::java_read(fd), "hello");
-  EXPECT_EQ(kelptest::count_open_fds(), before) << "closing the stream closes the descriptor";
-
-  EXPECT_EQ(open(dir_ / "missing"), nullptr);
-  EXPECT_EQ(take_exception(), "");
-}
-
-TEST_P(NamespaceOps, CreateMakesParentsAndAWritableFile) {
+TEST_P(NamespaceOps, CreateAppendAndOpenHandJavaUsableDescriptors) {
   std::string f = dir_ / "a/b/f";
-  jobject fd = create(f, 0640, 0, JNI_TRUE, 0);
-  ASSERT_NE(fd, nullptr);
-  ASSERT_TRUE(kelptest::java_write(fd, "data"));
-  EXPECT_EQ(kelptest::read_file(f), "data");
+  ASSERT_TRUE(java_write(KELP_NS(nCreate, jstr(f), 0640, 3, JNI_FALSE, 5000), "data"));
   EXPECT_EQ(mode_of(f), 0640u);
-
-  // An existing file without overwrite: null, and the file is untouched.
-  EXPECT_EQ(create(f, 0640, 0, JNI_FALSE, 0), nullptr);
-  EXPECT_EQ(take_exception(), "");
-  EXPECT_EQ(kelptest::read_file(f), "data");
-
-  // With overwrite the file starts empty.
-  fd = create(f, 0640, 0, JNI_TRUE, 0);
-  ASSERT_NE(fd, nullptr);
-  ASSERT_TRUE(kelptest::java_write(fd, "new"));
-  EXPECT_EQ(kelptest::read_file(f), "new");
-}
-
-TEST_P(NamespaceOps, CreatePassesReplicationAndBlockGroupFactorOn) {
-  std::string f = dir_ / "placed";
-  jobject fd = create(f, 0644, 3, JNI_FALSE, 5000);
-  ASSERT_NE(fd, nullptr);
-  ASSERT_TRUE(kelptest::java_write(fd, "x"));
   EXPECT_EQ(kelptest::sim_attr(f, "replication"), "3");
   EXPECT_EQ(kelptest::sim_attr(f, "bgf"), "1024");
-  EXPECT_EQ(kelptest::read_file(f), "x");
+
+  // An existing file without overwrite: null, and the file is untouched.
+  EXPECT_EQ(KELP_NS(nCreate, jstr(f), 0640, 0, JNI_FALSE, 0), nullptr);
+  EXPECT_EQ(read_file(f), "data");
+  // With overwrite the file starts empty; an append writes at its end.
+  ASSERT_TRUE(java_write(KELP_NS(nCreate, jstr(f), 0640, 0, JNI_TRUE, 0), "new"));
+  ASSERT_TRUE(java_write(KELP_NS(nAppend, jstr(f)), "er"));
+
+  int before = count_open_fds();
+  jobject fd = KELP_NS(nOpen, jstr(f));
+  EXPECT_EQ(count_open_fds(), before + 1);
+  EXPECT_EQ(kelptest::java_read(fd), "newer");
+  EXPECT_EQ(count_open_fds(), before) << "closing the stream closes the descriptor";
+
+  EXPECT_EQ(KELP_NS(nOpen, jstr(dir_ / "missing")), nullptr);
+  EXPECT_EQ(KELP_NS(nAppend, jstr(dir_ / "no/such/file")), nullptr);
 }
 
-TEST_P(NamespaceOps, AppendWritesAtTheEnd) {
-  std::string f = dir_ / "log";
-  kelptest::write_file(f, "abc");
-  jobject fd = append(f);
-  ASSERT_NE(fd, nullptr);
-  ASSERT_TRUE(kelptest::java_write(fd, "def"));
-  EXPECT_EQ(kelptest::read_file(f), "abcdef");
+TEST_P(NamespaceOps, ExistsMkdirsChmodChownAndDelete) {
+  EXPECT_TRUE(KELP_NS(nExists, jstr(dir_.path())));
+  EXPECT_FALSE(KELP_NS(nExists, jstr(dir_ / "missing")));
+  ASSERT_TRUE(KELP_NS(nMkdirs, jstr(dir_ / "t/sub"), 0750));
+  EXPECT_TRUE(S_ISDIR(kelptest::stat_of(dir_ / "t/sub").st_mode));
+  EXPECT_EQ(mode_of(dir_ / "t/sub"), 0750u);
+  std::string f = dir_ / "t/sub/f";
+  write_file(f, "");
 
-  EXPECT_EQ(append(dir_ / "no/such/file"), nullptr);
-  EXPECT_EQ(take_exception(), "");
-}
+  EXPECT_TRUE(KELP_NS(nChmod, jstr(f), 0604));
+  EXPECT_EQ(mode_of(f), 0604u);
+  EXPECT_FALSE(KELP_NS(nChmod, jstr(dir_ / "missing"), 0600));
+  // A null name leaves that part of the ownership as it is.
+  EXPECT_TRUE(KELP_NS(nChown, jstr(f), jstr("kelpuser1"), nullptr));
+  EXPECT_EQ(kelptest::owner_of(f), kelptest::kUser1Uid);
+  EXPECT_EQ(kelptest::group_of(f), 0u);
+  EXPECT_TRUE(KELP_NS(nChown, jstr(f), nullptr, jstr("kelpgrp2")));
+  EXPECT_EQ(kelptest::owner_of(f), kelptest::kUser1Uid);
+  EXPECT_EQ(kelptest::group_of(f), kelptest::kGroup2Gid);
 
-TEST_P(NamespaceOps, ExistsMkdirsAndChmod) {
-  EXPECT_TRUE(exists(dir_.path()));
-  EXPECT_FALSE(exists(dir_ / "missing"));
-
-  ASSERT_TRUE(mkdirs(dir_ / "x/y/z", 0750));
-  EXPECT_TRUE(S_ISDIR(stat_of(dir_ / "x/y/z").st_mode));
-  EXPECT_EQ(mode_of(dir_ / "x/y/z"), 0750u);
-  EXPECT_TRUE(exists(dir_ / "x/y/z"));
-  kelptest::write_file(dir_ / "file", "");
-  EXPECT_FALSE(mkdirs(dir_ / "file/sub", 0755));
-  EXPECT_FALSE(kelptest::path_exists(dir_ / "file/sub"));
-
-  EXPECT_TRUE(chmod(dir_ / "file", 0604));
-  EXPECT_EQ(mode_of(dir_ / "file"), 0604u);
-  EXPECT_FALSE(chmod(dir_ / "missing", 0600));
-}
-
-TEST_P(NamespaceOps, ChownByNamesWithNullAsUnchanged) {
-  std::string f = dir_ / "owned";
-  kelptest::write_file(f, "");
-  EXPECT_TRUE(chown(f, "kelpuser1", "kelpgrp1"));
-  EXPECT_EQ(stat_of(f).st_uid, kelptest::kUser1Uid);
-  EXPECT_EQ(stat_of(f).st_gid, kelptest::kGroup1Gid);
-
-  EXPECT_TRUE(chown(f, nullptr, nullptr));
-  EXPECT_EQ(stat_of(f).st_uid, kelptest::kUser1Uid);
-  EXPECT_EQ(stat_of(f).st_gid, kelptest::kGroup1Gid);
-
-  EXPECT_TRUE(chown(f, nullptr, "kelpgrp2"));
-  EXPECT_EQ(stat_of(f).st_uid, kelptest::kUser1Uid);
-  EXPECT_EQ(stat_of(f).st_gid, kelptest::kGroup2Gid);
-
-  EXPECT_FALSE(chown(f, "no-such-user", "kelpgrp1"));
-  EXPECT_EQ(stat_of(f).st_gid, kelptest::kGroup2Gid);
-}
-
-TEST_P(NamespaceOps, DeleteFilesAndTrees) {
-  kelptest::write_file(dir_ / "f", "");
-  EXPECT_TRUE(remove(dir_ / "f", false));
-  EXPECT_FALSE(kelptest::path_exists(dir_ / "f"));
-  EXPECT_FALSE(remove(dir_ / "f", false));
-
-  ASSERT_EQ(::mkdir((dir_ / "t").c_str(), 0755), 0);
-  ASSERT_EQ(::mkdir((dir_ / "t/sub").c_str(), 0755), 0);
-  kelptest::write_file(dir_ / "t/sub/f", "");
   // A non-empty directory without recursion is refused quietly.
-  EXPECT_FALSE(remove(dir_ / "t", false));
+  EXPECT_FALSE(KELP_NS(nDelete, jstr(dir_ / "t"), JNI_FALSE));
   EXPECT_EQ(take_exception(), "");
-  EXPECT_TRUE(kelptest::path_exists(dir_ / "t/sub/f"));
-  EXPECT_TRUE(remove(dir_ / "t", true));
-  EXPECT_FALSE(kelptest::path_exists(dir_ / "t"));
-}
+  EXPECT_TRUE(KELP_NS(nDelete, jstr(f), JNI_FALSE));
+  EXPECT_FALSE(path_exists(f));
+  EXPECT_TRUE(KELP_NS(nDelete, jstr(dir_ / "t"), JNI_TRUE));
+  EXPECT_FALSE(path_exists(dir_ / "t"));
 
-TEST_P(NamespaceOps, DeleteStopsAtSnapshots) {
-  ASSERT_EQ(::mkdir((dir_ / "t").c_str(), 0755), 0);
-  ASSERT_EQ(::mkdir((dir_ / "t/.snapshot").c_str(), 0755), 0);
-  kelptest::write_file(dir_ / "t/.snapshot/s1", "");
-  EXPECT_FALSE(remove(dir_ / "t", true));
-  EXPECT_EQ(take_exception(), kSnapshotText);
-  EXPECT_TRUE(kelptest::path_exists(dir_ / "t/.snapshot/s1"));
+  ASSERT_TRUE(KELP_NS(nMkdirs, jstr(dir_ / "s/.snapshot"), 0755));
+  write_file(dir_ / "s/.snapshot/s1", "");
+  EXPECT_FALSE(KELP_NS(nDelete, jstr(dir_ / "s"), JNI_TRUE));
+  EXPECT_EQ(take_exception(),
+            "java.io.IOException: One or more snapshots exist for this directory.\t\t   Before "
+            "removing a directory, all snapshots for that directory must be deleted.");
+  EXPECT_TRUE(path_exists(dir_ / "s/.snapshot/s1"));
 }
 
 TEST_P(NamespaceOps, RenameWithinAndAcrossDevices) {
-  kelptest::write_file(dir_ / "a", "A");
-  EXPECT_TRUE(rename(dir_ / "a", dir_ / "b"));
-  EXPECT_EQ(kelptest::read_file(dir_ / "b"), "A");
-  EXPECT_FALSE(kelptest::path_exists(dir_ / "a"));
+  write_file(dir_ / "a", "A");
+  EXPECT_TRUE(KELP_NS(nRename, jstr(dir_ / "a"), jstr(dir_ / "b")));
+  EXPECT_EQ(read_file(dir_ / "b"), "A");
+  EXPECT_FALSE(path_exists(dir_ / "a"));
 
-  EXPECT_FALSE(rename(dir_ / "b", dir_ / "no/such/dir/b"));
+  EXPECT_FALSE(KELP_NS(nRename, jstr(dir_ / "b"), jstr(dir_ / "no/such/dir/b")));
   EXPECT_EQ(take_exception(), "java.io.IOException:  Rename failed. Cause: 2\n");
-  EXPECT_TRUE(kelptest::path_exists(dir_ / "b"));
 
   // Another device: the move falls back to mv.
-  ScratchDir other("ns-other", kelptest::kOtherMount);
-  EXPECT_TRUE(rename(dir_ / "b", other / "b"));
-  EXPECT_EQ(kelptest::read_file(other / "b"), "A");
-  EXPECT_FALSE(kelptest::path_exists(dir_ / "b"));
-
+  kelptest::ScratchDir other("ns-other", kelptest::kOtherMount);
+  EXPECT_TRUE(KELP_NS(nRename, jstr(dir_ / "b"), jstr(other / "b")));
+  EXPECT_EQ(read_file(other / "b"), "A");
   // mv refuses to put a directory over a file: plain false.
   ASSERT_EQ(::mkdir((dir_ / "d").c_str(), 0755), 0);
-  kelptest::write_file(other / "file", "keep");
-  EXPECT_FALSE(rename(dir_ / "d", other / "file"));
+  EXPECT_FALSE(KELP_NS(nRename, jstr(dir_ / "d"), jstr(other / "b")));
   EXPECT_EQ(take_exception(), "");
-  EXPECT_EQ(kelptest::read_file(other / "file"), "keep");
-  EXPECT_TRUE(kelptest::path_exists(dir_ / "d"));
 }
 
 TEST_P(NamespaceOps, SymbolicLinks) {
-  kelptest::write_file(dir_ / "target", "");
-  ASSERT_TRUE(symlink("target", dir_ / "link"));
-  EXPECT_FALSE(symlink("target", dir_ / "link")) << "the link exists already";
+  write_file(dir_ / "target", "");
+  ASSERT_TRUE(KELP_NS(nCreateSymlink, jstr("target"), jstr(dir_ / "link")));
+  EXPECT_FALSE(KELP_NS(nCreateSymlink, jstr("target"), jstr(dir_ / "link"))) << "it exists";
   EXPECT_EQ(take_exception(), "");
 
-  EXPECT_EQ(resolve(dir_ / "link"), dir_ / "target");
-  EXPECT_EQ(resolve(dir_ / "sub/../link"), "") << "sub does not exist";
-  EXPECT_EQ(resolve(dir_ / "missing"), "");
+  EXPECT_EQ(to_std(KELP_NS(nResolveSymlink, jstr(dir_ / "link"))), dir_ / "target");
+  EXPECT_EQ(to_std(KELP_NS(nResolveSymlink, jstr(dir_ / "sub/../link"))), "") << "no sub";
 
-  int before = kelptest::count_open_fds();
-  EXPECT_EQ(readlink(dir_ / "link"), "target");
-  EXPECT_EQ(readlink(dir_ / "target"), "<null>") << "not a link";
-  EXPECT_EQ(readlink(dir_ / "missing"), "<null>");
-  ASSERT_TRUE(symlink("nowhere", dir_ / "dangling"));
-  EXPECT_EQ(readlink(dir_ / "dangling"), "<null>") << "nothing to open behind it";
-  EXPECT_EQ(kelptest::count_open_fds(), before) << "the descriptor used for reading is closed";
+  int before = count_open_fds();
+  EXPECT_EQ(to_std(KELP_NS(nReadSymlink, jstr(dir_ / "link"))), "target");
+  EXPECT_EQ(to_std(KELP_NS(nReadSymlink, jstr(dir_ / "target"))), "<null>") << "not a link";
+  ASSERT_TRUE(KELP_NS(nCreateSymlink, jstr("nowhere"), jstr(dir_ / "dangling")));
+  EXPECT_EQ(to_std(KELP_NS(nReadSymlink, jstr(dir_ / "dangling"))), "<null>")
+      << "nothing to open behind it";
+  EXPECT_EQ(count_open_fds(), before) << "the descriptor used for reading is closed";
 }
 
 KELP_INSTANTIATE_IN_BOTH_MODES(NamespaceOps);
-
-// What only the calling process's own environment can provoke.
-class LocalNamespaceOps : public NamespaceOps {};
-
-TEST_P(LocalNamespaceOps, RenameFallbackThatCannotStartRaisesCodeFour) {
-  ScratchDir other("ns-other", kelptest::kOtherMount);
-  kelptest::write_file(dir_ / "f", "F");
-  std::string path = ::getenv("PATH");
-  ::setenv("PATH", "/nonexistent", 1);
-  bool renamed = rename(dir_ / "f", other / "f");
-  ::setenv("PATH", path.c_str(), 1);
-  EXPECT_FALSE(renamed);
-  EXPECT_EQ(take_exception(), "java.io.IOException:  Rename failed. Cause: 4\n");
-  EXPECT_TRUE(kelptest::path_exists(dir_ / "f"));
-}
-
-INSTANTIATE_TEST_SUITE_P(LocalOnly, LocalNamespaceOps, ::testing::Values(kelptest::Mode::kLocal),
-                         kelptest::mode_name);
 
 }  // namespace

@@ -2,20 +2,12 @@
 
 #include <sys/stat.h>
 
-#include "org_apache_hadoop_fs_kelp_KelpFileSystem.h"
-#include "support/jvm.h"
-
 namespace kelptest {
 
 std::unique_ptr<HelperDaemon> ConnectionModeTest::daemon_;
 
-void ConnectionModeTest::TearDownTestSuite() { daemon_.reset(); }
-
 void ConnectionModeTest::SetUp() {
-  env_ = jvm_env();
-  fs_ = kelp_fs();
-  // This thread never returns to Java: local references go with the frame.
-  ASSERT_EQ(env_->PushLocalFrame(256), 0);
+  ASSERT_NO_FATAL_FAILURE(JniTest::SetUp());
   // Requested modes are taken as they are, by this process and the daemon.
   ::umask(0);
   if (local()) {
@@ -32,15 +24,10 @@ void ConnectionModeTest::SetUp() {
 }
 
 void ConnectionModeTest::TearDown() {
-  if (conn_ >= 0) {
+  if (conn_ != -1) {
     EXPECT_TRUE(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, fs_, conn_));
   }
-  EXPECT_EQ(take_exception(), "");
-  env_->PopLocalFrame(nullptr);
-}
-
-std::string mode_name(const ::testing::TestParamInfo<Mode>& info) {
-  return info.param == Mode::kLocal ? "Local" : "Daemon";
+  JniTest::TearDown();
 }
 
 }  // namespace kelptest

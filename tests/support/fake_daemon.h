@@ -4,14 +4,13 @@
 #ifndef KELP_TESTS_SUPPORT_FAKE_DAEMON_H
 #define KELP_TESTS_SUPPORT_FAKE_DAEMON_H
 
-#include <sys/types.h>
-
-#include <condition_variable>
 #include <map>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "channel/framing.h"
 
 namespace kelptest {
 
@@ -21,36 +20,28 @@ class FakeDaemon final {
     std::string payload;
     char type = 0;  // the type of the reply frame; 0 for the request's own
   };
-  struct Frame {
-    char type;
-    std::string payload;
-  };
 
-  // |script|: the answer to each request type. A request of a type not in
-  // the script is recorded, then the connection is closed.
+  // |script|: the answer to each request type. Every request is recorded as
+  // its type byte followed by its payload; one of a type not in the script
+  // is recorded, then the connection is closed.
   explicit FakeDaemon(std::map<char, Answer> script);
-  ~FakeDaemon();
-  FakeDaemon(const FakeDaemon&) = delete;
-  FakeDaemon& operator=(const FakeDaemon&) = delete;
+  ~FakeDaemon() { stop(); }
 
-  // Blocks until |count| connections have ended (closed by the client or by
-  // the script); returns every frame received so far.
-  std::vector<Frame> wait_for_ended(int count);
-  std::vector<Frame> frames();
+  // The requests received so far.
+  std::vector<std::string> frames();
+  // Ends the connection being served, once it has read what the client sent
+  // before, and stops; returns every request received.
+  std::vector<std::string> stop();
 
  private:
   void serve();
-  // Serves one connection; false when stopping.
-  bool converse(int fd);
 
   std::map<char, Answer> script_;
   int listener_ = -1;
-  ino_t inode_ = 0;  // of the socket file it made
-  int stop_ = -1;    // eventfd: readable once the daemon is being destroyed
-  std::mutex mu_;
-  std::condition_variable changed_;
-  std::vector<Frame> frames_;
-  int ended_ = 0;
+  std::mutex mu_;  // guards what follows
+  int conn_ = -1;  // the connection being served
+  bool stopping_ = false;
+  std::vector<std::string> frames_;
   std::thread thread_;
 };
 
@@ -60,7 +51,11 @@ inline FakeDaemon::Answer byte_answer(int value, char type = 0) {
 }
 
 // The 4-byte big-endian form of |v|, as requests carry integers.
-std::string be32(int v);
+inline std::string be32(int v) {
+  char b[4];
+  kelp::serialize_int(b, v);
+  return std::string(b, 4);
+}
 
 }  // namespace kelptest
 

@@ -7,75 +7,48 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 
 #include "support/sandbox.h"
 
-extern char** environ;
-
 namespace kelptest {
-namespace {
-
-// The daemon's end of the readiness pipe.
-constexpr int kReadyFd = 3;
-
-int status_of(int status) {
-  if (WIFEXITED(status)) return WEXITSTATUS(status);
-  if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
-  return -1;
-}
-
-}  // namespace
 
 HelperDaemon::HelperDaemon(const std::vector<std::string>& args) {
   require_sandbox();
-  static std::atomic<int> counter{0};
-  log_path_ = "/var/run/kelp-helperd." + std::to_string(::getpid()) + "." +
-              std::to_string(counter++) + ".log";
+  char log_path[] = "/var/run/kelp-helperd.XXXXXX";
+  int log_fd = ::mkostemp(log_path, O_CLOEXEC);
+  log_path_ = log_path;
   int p[2];
-  if (::pipe2(p, O_CLOEXEC) != 0) std::abort();
-  // Keep the write end clear of the number it gets in the daemon.
+  if (log_fd < 0 || ::pipe2(p, O_CLOEXEC) != 0) std::abort();
+  // Keep the write end clear of 3, the number it gets in the daemon.
   int w = ::fcntl(p[1], F_DUPFD_CLOEXEC, 10);
   ::close(p[1]);
-
-  std::vector<std::string> argv_text = {KELP_TEST_DAEMON};
-  argv_text.insert(argv_text.end(), args.begin(), args.end());
-  argv_text.push_back("--ready-fd");
-  argv_text.push_back(std::to_string(kReadyFd));
+  std::vector<std::string> text = {KELP_TEST_DAEMON};
+  text.insert(text.end(), args.begin(), args.end());
+  text.insert(text.end(), {"--ready-fd", "3"});  // the daemon's end of the readiness pipe
   std::vector<char*> argv;
-  for (auto& a : argv_text) argv.push_back(const_cast<char*>(a.c_str()));
+  for (auto& a : text) argv.push_back(&a[0]);
   argv.push_back(nullptr);
-
-  int log_fd = ::open(log_path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  int null_fd = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-  if (log_fd < 0 || null_fd < 0) std::abort();
   pid_ = ::fork();
+  if (pid_ < 0) std::abort();
   if (pid_ == 0) {
     // Only async-signal-safe calls from here to exec. The daemon goes with
     // the test, even one that crashes, and holds none of its output pipes.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    ::dup2(null_fd, STDIN_FILENO);
-    ::dup2(null_fd, STDOUT_FILENO);
+    ::dup2(log_fd, STDOUT_FILENO);
     ::dup2(log_fd, STDERR_FILENO);
-    ::dup2(w, kReadyFd);
-    ::execve(argv[0], argv.data(), environ);
+    ::dup2(w, 3);
+    ::execv(argv[0], argv.data());
     ::_exit(127);
   }
   ::close(log_fd);
-  ::close(null_fd);
   ::close(w);
-  if (pid_ < 0) {
-    ::close(p[0]);
-    return;
-  }
   // One byte once it listens; end of file if it exits first.
   char byte;
   ssize_t n;
-  do {
-    n = ::read(p[0], &byte, 1);
-  } while (n < 0 && errno == EINTR);
+  while ((n = ::read(p[0], &byte, 1)) < 0 && errno == EINTR) {
+  }
   ready_ = n == 1;
   ::close(p[0]);
 }
@@ -86,8 +59,7 @@ HelperDaemon::~HelperDaemon() {
 }
 
 int HelperDaemon::stop() {
-  if (pid_ <= 0) return -1;
-  ::kill(pid_, SIGTERM);
+  if (pid_ > 0) ::kill(pid_, SIGTERM);
   return wait();
 }
 
@@ -95,44 +67,28 @@ int HelperDaemon::wait() {
   if (pid_ <= 0) return -1;
   int status = 0;
   pid_t r;
-  do {
-    r = ::waitpid(pid_, &status, 0);
-  } while (r < 0 && errno == EINTR);
+  while ((r = ::waitpid(pid_, &status, 0)) < 0 && errno == EINTR) {
+  }
   pid_ = -1;
-  return r < 0 ? -1 : status_of(status);
+  if (r < 0) return -1;
+  return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
 std::string HelperDaemon::log() const { return read_file(log_path_); }
 
-namespace {
-
-// Counts the entries of /proc/<pid>/fd that |keep| accepts; -1 when the
-// directory cannot be read.
-template <typename Keep>
-int count_fds(pid_t pid, Keep keep) {
-  std::string dir = "/proc/" + std::to_string(pid) + "/fd";
+int HelperDaemon::open_fds(const std::string& path) const {
+  std::string dir = "/proc/" + std::to_string(pid_) + "/fd/";
   DIR* d = ::opendir(dir.c_str());
   if (d == nullptr) return -1;
   int count = 0;
+  char target[4096];
   while (struct dirent* e = ::readdir(d)) {
-    if (e->d_name[0] != '.' && keep(dir + "/" + e->d_name)) ++count;
+    if (e->d_name[0] == '.') continue;
+    ssize_t n = ::readlink((dir + e->d_name).c_str(), target, sizeof target);
+    if (path.empty() || (n > 0 && path == std::string(target, static_cast<size_t>(n)))) ++count;
   }
   ::closedir(d);
   return count;
-}
-
-}  // namespace
-
-int HelperDaemon::open_fds() const {
-  return count_fds(pid_, [](const std::string&) { return true; });
-}
-
-int HelperDaemon::fds_on(const std::string& path) const {
-  return count_fds(pid_, [&](const std::string& link) {
-    char target[4096];
-    ssize_t n = ::readlink(link.c_str(), target, sizeof target);
-    return n > 0 && path.compare(0, std::string::npos, target, static_cast<size_t>(n)) == 0;
-  });
 }
 
 }  // namespace kelptest

@@ -1,5 +1,5 @@
 // The reference helper daemon (kelp-helperd) run by a test: started with a
-// readiness pipe, its standard error kept in a log file, stopped with SIGTERM.
+// readiness pipe, its output kept in a log file, stopped with SIGTERM.
 #ifndef KELP_TESTS_SUPPORT_HELPER_DAEMON_H
 #define KELP_TESTS_SUPPORT_HELPER_DAEMON_H
 
@@ -27,12 +27,11 @@ class HelperDaemon final {
   // Waits for a daemon that ends by itself (for instance one that refused
   // to start); the status as for stop().
   int wait();
-  // What the daemon wrote to its standard error so far.
+  // What the daemon wrote so far.
   std::string log() const;
-  // Descriptors the daemon has open (-1 when it cannot be read).
-  int open_fds() const;
-  // Those of them open on |path|.
-  int fds_on(const std::string& path) const;
+  // Descriptors the daemon has open, all or only those on |path| (-1 when
+  // they cannot be read).
+  int open_fds(const std::string& path = "") const;
 
  private:
   pid_t pid_ = -1;

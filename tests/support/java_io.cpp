@@ -5,65 +5,48 @@
 namespace kelptest {
 namespace {
 
-// A stream object of |class_name| over |fd|.
-jobject open_stream(const char* class_name, jobject fd) {
+// Runs |use| on a new stream of |class_name| over |fd|, then closes the
+// stream. False when |use| did or Java raised anything.
+template <typename Use>
+bool with_stream(const char* class_name, jobject fd, Use use) {
+  if (fd == nullptr) return false;
   JNIEnv* env = jvm_env();
+  env->PushLocalFrame(16);
   jclass cls = env->FindClass(class_name);
-  if (cls == nullptr) return nullptr;
-  jmethodID ctor = env->GetMethodID(cls, "<init>", "(Ljava/io/FileDescriptor;)V");
-  jobject stream = ctor != nullptr ? env->NewObject(cls, ctor, fd) : nullptr;
-  env->DeleteLocalRef(cls);
-  return stream;
-}
-
-bool close_stream(jobject stream) {
-  JNIEnv* env = jvm_env();
-  jclass cls = env->GetObjectClass(stream);
-  env->CallVoidMethod(stream, env->GetMethodID(cls, "close", "()V"));
-  env->DeleteLocalRef(cls);
-  env->DeleteLocalRef(stream);
-  return take_exception().empty();
+  jobject s =
+      env->NewObject(cls, env->GetMethodID(cls, "<init>", "(Ljava/io/FileDescriptor;)V"), fd);
+  bool ok = take_exception().empty() && use(env, cls, s);
+  ok = take_exception().empty() && ok;
+  if (s != nullptr) env->CallVoidMethod(s, env->GetMethodID(cls, "close", "()V"));
+  ok = take_exception().empty() && ok;
+  env->PopLocalFrame(nullptr);
+  return ok;
 }
 
 }  // namespace
 
 bool java_write(jobject fd, const std::string& text) {
-  JNIEnv* env = jvm_env();
-  jobject out = open_stream("java/io/FileOutputStream", fd);
-  if (out == nullptr) {
-    take_exception();
-    return false;
-  }
-  jbyteArray bytes = env->NewByteArray(static_cast<jsize>(text.size()));
-  env->SetByteArrayRegion(bytes, 0, static_cast<jsize>(text.size()),
-                          reinterpret_cast<const jbyte*>(text.data()));
-  jclass cls = env->GetObjectClass(out);
-  env->CallVoidMethod(out, env->GetMethodID(cls, "write", "([B)V"), bytes);
-  env->DeleteLocalRef(cls);
-  env->DeleteLocalRef(bytes);
-  bool wrote = take_exception().empty();
-  return close_stream(out) && wrote;
+  return with_stream("java/io/FileOutputStream", fd, [&](JNIEnv* env, jclass cls, jobject out) {
+    auto size = static_cast<jsize>(text.size());
+    jbyteArray bytes = env->NewByteArray(size);
+    env->SetByteArrayRegion(bytes, 0, size, reinterpret_cast<const jbyte*>(text.data()));
+    env->CallVoidMethod(out, env->GetMethodID(cls, "write", "([B)V"), bytes);
+    return true;
+  });
 }
 
 std::string java_read(jobject fd) {
-  JNIEnv* env = jvm_env();
-  jobject in = open_stream("java/io/FileInputStream", fd);
-  if (in == nullptr) {
-    take_exception();
-    return "<error>";
-  }
-  jclass cls = env->GetObjectClass(in);
-  auto bytes = static_cast<jbyteArray>(
-      env->CallObjectMethod(in, env->GetMethodID(cls, "readAllBytes", "()[B")));
-  env->DeleteLocalRef(cls);
-  std::string text = "<error>";
-  if (take_exception().empty() && bytes != nullptr) {
-    text.assign(static_cast<size_t>(env->GetArrayLength(bytes)), '\0');
+  std::string text;
+  bool ok = with_stream("java/io/FileInputStream", fd, [&](JNIEnv* env, jclass cls, jobject in) {
+    auto bytes = static_cast<jbyteArray>(
+        env->CallObjectMethod(in, env->GetMethodID(cls, "readAllBytes", "()[B")));
+    if (env->ExceptionCheck() || bytes == nullptr) return false;
+    text.resize(static_cast<size_t>(env->GetArrayLength(bytes)));
     env->GetByteArrayRegion(bytes, 0, static_cast<jsize>(text.size()),
                             reinterpret_cast<jbyte*>(&text[0]));
-    env->DeleteLocalRef(bytes);
-  }
-  return close_stream(in) ? text : "<error>";
+    return true;
+  });
+  return ok ? text : "<error>";
 }
 
 }  // namespace kelptest

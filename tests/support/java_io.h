@@ -10,11 +10,12 @@
 namespace kelptest {
 
 // Writes |text| through a new FileOutputStream over |fd|, then closes the
-// stream (and with it the descriptor). False when Java raised anything.
+// stream (and with it the descriptor). False for a null |fd| and when Java
+// raised anything.
 bool java_write(jobject fd, const std::string& text);
 
 // Reads |fd| to its end through a FileInputStream and closes the stream.
-// "<error>" when Java raised anything.
+// "<error>" for a null |fd| and when Java raised anything.
 std::string java_read(jobject fd);
 
 }  // namespace kelptest
