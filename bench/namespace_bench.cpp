@@ -74,12 +74,23 @@ void close_mode(Mode& m) {
   }
 }
 
+// A one-byte file in a scratch directory, and the mode the benchmark runs in.
+struct Fixture {
+  Fixture(const char* name, bool through_daemon) : dir(name), file(dir / "f") {
+    kelptest::write_file(file, "x");
+    mode = open_mode(through_daemon);
+  }
+  ~Fixture() { close_mode(mode); }
+  kelptest::ScratchDir dir;
+  std::string file;
+  Mode mode;
+};
+
 // Existence test of one path, as Hadoop asks it before most operations.
 void BM_Exists(benchmark::State& state) {
-  kelptest::ScratchDir dir("bench-exists");
-  std::string f = dir / "f";
-  kelptest::write_file(f, "x");
-  Mode m = open_mode(state.range(0) != 0);
+  Fixture fx("bench-exists", state.range(0) != 0);
+  const std::string& f = fx.file;
+  Mode& m = fx.mode;
   if (m.connection == -1) {
     state.SkipWithError("no daemon");
     return;
@@ -94,16 +105,14 @@ void BM_Exists(benchmark::State& state) {
                        }();
     benchmark::DoNotOptimize(exists);
   }
-  close_mode(m);
 }
 BENCHMARK(BM_Exists)->ArgName("daemon")->Arg(0)->Arg(1);
 
 // Open for reading: a local open, or a request plus a passed descriptor.
 void BM_OpenForRead(benchmark::State& state) {
-  kelptest::ScratchDir dir("bench-open");
-  std::string f = dir / "f";
-  kelptest::write_file(f, "x");
-  Mode m = open_mode(state.range(0) != 0);
+  Fixture fx("bench-open", state.range(0) != 0);
+  const std::string& f = fx.file;
+  Mode& m = fx.mode;
   if (m.connection == -1) {
     state.SkipWithError("no daemon");
     return;
@@ -112,7 +121,6 @@ void BM_OpenForRead(benchmark::State& state) {
     kelp::UniqueFd fd(kelp::helper_get_fd(m.connection, f.c_str()));
     if (!fd) state.SkipWithError("open failed");
   }
-  close_mode(m);
 }
 BENCHMARK(BM_OpenForRead)->ArgName("daemon")->Arg(0)->Arg(1);
 
