@@ -52,55 +52,50 @@ void BM_FrameRoundTrip(benchmark::State& state) {
 }
 BENCHMARK(BM_FrameRoundTrip);
 
-// The connection to use: -42 (local), or a socket to a serving daemon.
-struct Mode {
-  std::unique_ptr<kelptest::HelperDaemon> daemon;
-  int connection = kelp::kLocalConnection;
-};
-
-Mode open_mode(bool through_daemon) {
-  Mode m;
-  if (through_daemon) {
-    m.daemon = std::make_unique<kelptest::HelperDaemon>(std::vector<std::string>{"--serve"});
-    m.connection = m.daemon->ready() ? kelp::connect_daemon(0, "root") : -1;
+// A one-byte file in a scratch directory, and the connection the benchmark
+// runs on: -42 (local), or a socket to a serving daemon (argument 1).
+class Fixture final {
+ public:
+  Fixture(const char* name, benchmark::State& state) : dir_(name), file_(dir_ / "f") {
+    kelptest::write_file(file_, "x");
+    if (state.range(0) != 0) {
+      daemon_ = std::make_unique<kelptest::HelperDaemon>(std::vector<std::string>{"--serve"});
+      connection_ = daemon_->ready() ? kelp::connect_daemon(0, "root") : -1;
+      if (connection_ == -1) state.SkipWithError("no daemon");
+    }
   }
-  return m;
-}
-
-void close_mode(Mode& m) {
-  if (m.connection >= 0) {
-    kelp::send_message(m.connection, kelp::kMsgQuit, nullptr, 0);
-    ::close(m.connection);
+  ~Fixture() {
+    if (connection_ >= 0) {
+      kelp::send_message(connection_, kelp::kMsgQuit, nullptr, 0);
+      ::close(connection_);
+    }
   }
-}
+  Fixture(const Fixture&) = delete;
+  Fixture& operator=(const Fixture&) = delete;
 
-// A one-byte file in a scratch directory, and the mode the benchmark runs in.
-struct Fixture {
-  Fixture(const char* name, bool through_daemon) : dir(name), file(dir / "f") {
-    kelptest::write_file(file, "x");
-    mode = open_mode(through_daemon);
-  }
-  ~Fixture() { close_mode(mode); }
-  kelptest::ScratchDir dir;
-  std::string file;
-  Mode mode;
+  bool ok() const { return connection_ != -1; }
+  int connection() const { return connection_; }
+  const std::string& file() const { return file_; }
+
+ private:
+  kelptest::ScratchDir dir_;
+  std::string file_;
+  std::unique_ptr<kelptest::HelperDaemon> daemon_;
+  int connection_ = kelp::kLocalConnection;
 };
 
 // Existence test of one path, as Hadoop asks it before most operations.
 void BM_Exists(benchmark::State& state) {
-  Fixture fx("bench-exists", state.range(0) != 0);
-  const std::string& f = fx.file;
-  Mode& m = fx.mode;
-  if (m.connection == -1) {
-    state.SkipWithError("no daemon");
-    return;
-  }
+  Fixture fx("bench-exists", state);
+  if (!fx.ok()) return;
+  const std::string& f = fx.file();
+  const int conn = fx.connection();
   for (auto _ : state) {
-    int exists = m.connection == kelp::kLocalConnection
+    int exists = conn == kelp::kLocalConnection
                      ? kelp::kelp_exists(f.c_str())
                      : [&] {
                          signed char reply = 0;
-                         kelp::exchange_byte(m.connection, kelp::kMsgExists, kelp::Payload().str(f), reply);
+                         kelp::exchange_byte(conn, kelp::kMsgExists, kelp::Payload().str(f), reply);
                          return static_cast<int>(reply);
                        }();
     benchmark::DoNotOptimize(exists);
@@ -110,15 +105,10 @@ BENCHMARK(BM_Exists)->ArgName("daemon")->Arg(0)->Arg(1);
 
 // Open for reading: a local open, or a request plus a passed descriptor.
 void BM_OpenForRead(benchmark::State& state) {
-  Fixture fx("bench-open", state.range(0) != 0);
-  const std::string& f = fx.file;
-  Mode& m = fx.mode;
-  if (m.connection == -1) {
-    state.SkipWithError("no daemon");
-    return;
-  }
+  Fixture fx("bench-open", state);
+  if (!fx.ok()) return;
   for (auto _ : state) {
-    kelp::UniqueFd fd(kelp::helper_get_fd(m.connection, f.c_str()));
+    kelp::UniqueFd fd(kelp::helper_get_fd(fx.connection(), fx.file().c_str()));
     if (!fd) state.SkipWithError("open failed");
   }
 }

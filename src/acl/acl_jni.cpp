@@ -6,10 +6,10 @@
 #include <cstring>
 #include <list>
 #include <memory>
-#include <new>
 
 #include "acl/aclutil.h"
 #include "acl/libopenacl.h"
+#include "jni/entry_guard.h"
 #include "jni/exceptions.h"
 #include "jni/logging.h"
 #include "jni/scoped.h"
@@ -83,18 +83,25 @@ int convert_jAclArray(JNIEnv* env, jobjectArray entries, std::list<AclEntry*>& o
 // The shared body of the three entry-list methods.
 jint apply_acl_entries(JNIEnv* env, jstring jpath, jobjectArray jentries,
                        int (*engine)(const char*, std::list<AclEntry*>&)) {
-  JavaString path(env, jpath);
-  if (!require_libacl(env)) return 0;
-  try {
+  return guarded<jint>(0, [&]() -> jint {
+    JavaString path(env, jpath);
+    if (!require_libacl(env)) return 0;
     std::list<AclEntry*> entries;
     AclEntryListGuard guard(entries);
     convert_jAclArray(env, jentries, entries);
     int result = engine(path.c_str(), entries);
     if (jentries != nullptr) env->DeleteLocalRef(jentries);
     return result;
-  } catch (const std::bad_alloc&) {
-    return 0;
-  }
+  });
+}
+
+// The two methods that take only a path.
+jint apply_to_path(JNIEnv* env, jstring jpath, int (*engine)(const char*)) {
+  return guarded<jint>(0, [&]() -> jint {
+    JavaString path(env, jpath);
+    if (!require_libacl(env)) return 0;
+    return engine(path.c_str());
+  });
 }
 
 // Builds the KELPAclStatus for |status|; null when a class, constructor or
@@ -140,16 +147,14 @@ using kelp::JavaString;
 //   (ILjava/lang/String;)Lorg/apache/hadoop/fs/kelp/KELPAclStatus;
 extern "C" JNIEXPORT jobject JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nGetAclStatus(
     JNIEnv* env, jobject, jint, jstring jpath) {
-  JavaString path(env, jpath);
-  if (!kelp::require_libacl(env)) return nullptr;
-  try {
+  return kelp::guarded<jobject>(nullptr, [&]() -> jobject {
+    JavaString path(env, jpath);
+    if (!kelp::require_libacl(env)) return nullptr;
     // A path that cannot be read reaches Java as null, without an exception.
     std::unique_ptr<kelp::AclStatusInfo> status = kelp::getAclStatus(path.c_str());
     if (!status) return nullptr;
     return kelp::make_acl_status(env, *status);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  });
 }
 
 // KelpFileSystem.nSetAcl(int conn, String path, KELPAclEntry[] entries) -> int
@@ -176,15 +181,11 @@ extern "C" JNIEXPORT jint JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSystem_
 // KelpFileSystem.nRemoveAcl(int conn, String path) -> int   (ILjava/lang/String;)I
 extern "C" JNIEXPORT jint JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nRemoveAcl(
     JNIEnv* env, jobject, jint, jstring jpath) {
-  JavaString path(env, jpath);
-  if (!kelp::require_libacl(env)) return 0;
-  return kelp::removeACL(path.c_str());
+  return kelp::apply_to_path(env, jpath, kelp::removeACL);
 }
 
 // KelpFileSystem.nRemoveDefaultAcl(int conn, String path) -> int   (ILjava/lang/String;)I
 extern "C" JNIEXPORT jint JNICALL Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nRemoveDefaultAcl(
     JNIEnv* env, jobject, jint, jstring jpath) {
-  JavaString path(env, jpath);
-  if (!kelp::require_libacl(env)) return 0;
-  return kelp::removeDefaultAcl(path.c_str());
+  return kelp::apply_to_path(env, jpath, kelp::removeDefaultAcl);
 }

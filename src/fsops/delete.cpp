@@ -26,9 +26,10 @@ bool has_three_entries(DIR* dir) {
   return n == 3;
 }
 
-// check_dir_snapshot on a descriptor we own: when the directory stream could
-// be opened it takes the descriptor with it (|fd| is then empty).
-int check_dir_snapshot_owned(UniqueFd& fd) {
+// 1 when the directory |fd| holds at least one entry besides "." and "..".
+// When the directory stream could be opened it takes the descriptor with it
+// (|fd| is then empty); otherwise (not a directory) |fd| stays as it was.
+int check_dir_snapshot(UniqueFd& fd) {
   DIR* d = ::fdopendir(fd.get());
   if (d == nullptr) {
     debug_log("fdopendir error %d\n", errno);
@@ -44,13 +45,6 @@ void close_child(UniqueFd& child) {
 }
 
 }  // namespace
-
-int check_dir_snapshot(int fd) {
-  UniqueFd owned(fd);
-  int result = check_dir_snapshot_owned(owned);
-  owned.release();  // still the caller's when no stream was opened
-  return result;
-}
 
 int kelp_delete_dir_content(int dirfd) {
   // The stream reads through a duplicate so the caller's descriptor stays
@@ -72,7 +66,7 @@ int kelp_delete_dir_content(int dirfd) {
       return kDeleteFailed;
     }
     if (std::strcmp(name, kSnapshotDirName) == 0) {
-      if (check_dir_snapshot_owned(child) == 1) {
+      if (check_dir_snapshot(child) == 1) {
         debug_log("found snapshot in %s\n", name);
         return kDeleteSnapshotFound;
       }

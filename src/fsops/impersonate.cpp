@@ -14,8 +14,6 @@
 namespace kelp {
 namespace {
 
-const char* or_empty(const char* s) { return s != nullptr ? s : ""; }
-
 struct Owner {
   const char* user;
   const char* group;
@@ -69,7 +67,7 @@ int kelp_createAs(const char* path, int mode, int replication, bool overwrite, c
 
 int kelp_appendAs(const char* path, const char* user, const char* group) {
   int fd = kelp_append(path);
-  if (kelp_chown(path, or_empty(user), or_empty(group)) == 0) {
+  if (kelp_chown(path, user, group) == 0) {
     // The caller gets -1 and could never close it.
     if (fd >= 0) ::close(fd);
     return -1;
@@ -82,7 +80,7 @@ int kelp_createsymlinkAs(const char* target, const char* link, const char* user,
   if (kelp_createsymlink(target, link) == 0) return 0;
   // kelp_chown follows the new link: its target changes hands, the link
   // itself stays with its creator.
-  return kelp_chown(link, or_empty(user), or_empty(group));
+  return kelp_chown(link, user, group);
 }
 
 }  // namespace kelp

@@ -35,7 +35,6 @@ int kelp_append(const char* path);
 int kelp_mkdirs(const char* path, int mode);
 int kelp_delete(const char* path, bool recursive);
 int kelp_delete_dir_content(int dirfd);
-int check_dir_snapshot(int fd);
 int kelp_rename(const char* src, const char* dst);
 int kelp_chown(const char* path, const char* user, const char* group);
 int kelp_lchown(const char* path, const char* user, const char* group);

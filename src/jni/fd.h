@@ -67,11 +67,6 @@ class UniqueDir final {
 
   DIR* get() const { return dir_; }
   explicit operator bool() const { return dir_ != nullptr; }
-  int close() {
-    DIR* d = dir_;
-    dir_ = nullptr;
-    return d != nullptr ? ::closedir(d) : 0;
-  }
 
  private:
   DIR* dir_;

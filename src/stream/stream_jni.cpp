@@ -3,9 +3,9 @@
 // the result code is the whole report.
 #include <jni.h>
 
-#include <new>
 #include <string>
 
+#include "jni/entry_guard.h"
 #include "jni/scoped.h"
 #include "org_apache_hadoop_fs_kelp_KELPDataOutputStream.h"
 #include "stream/output_stream.h"
@@ -16,12 +16,10 @@ namespace {
 // copying or caching reads as a file that cannot be opened.
 template <typename Op>
 jint with_path(JNIEnv* env, jstring jpath, Op op) {
-  try {
+  return kelp::guarded<jint>(kelp::kCannotOpen, [&]() -> jint {
     kelp::JavaString path(env, jpath);
     return op(path.str());
-  } catch (const std::bad_alloc&) {
-    return kelp::kCannotOpen;
-  }
+  });
 }
 
 }  // namespace
