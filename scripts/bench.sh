@@ -7,4 +7,5 @@ scripts/install-deps.sh
 export JAVA_HOME=${JAVA_HOME:-/usr/lib/jvm/java-17-openjdk-amd64}
 cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build-bench -j "$(nproc)" --target namespace_bench kelp-helperd kelpsim >/dev/null
+export KELP_SIM_TOOL=$PWD/build-bench/kelpsim
 exec scripts/kelp-sandbox build-bench/namespace_bench "$@"

@@ -20,4 +20,5 @@ run_suite() {
 run_suite build -DCMAKE_BUILD_TYPE=RelWithDebInfo
 if [ "${KELP_SKIP_SANITIZERS:-0}" != 1 ]; then
   run_suite build-asan -DCMAKE_BUILD_TYPE=Debug -DKELP_SANITIZE=address,undefined
+  run_suite build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKELP_SANITIZE=thread
 fi

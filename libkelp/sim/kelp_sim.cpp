@@ -14,47 +14,21 @@
 #include <string>
 
 #include "kelp.h"
+#include "sim_request.h"
 #include "sim_state.h"
 
 namespace {
 
-constexpr uint32_t kHeaderSize = 16;
-constexpr uint32_t kHintHeaderSize = 8;
+using kelpsim::fail;
+using kelpsim::load32;
+using kelpsim::load32_big_endian;
+using kelpsim::load64;
+using kelpsim::Request;
+using kelpsim::store32;
+using kelpsim::kHeaderSize;
+using kelpsim::kHintHeaderSize;
+
 constexpr uint32_t kMaxRequest = 1u << 20;
-
-uint32_t load32(const uint8_t* p) {
-  uint32_t v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-
-void store32(uint8_t* p, uint32_t v) { std::memcpy(p, &v, sizeof v); }
-
-int64_t load64(const uint8_t* p) {
-  int64_t v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-
-uint32_t load32_big_endian(const uint8_t* p) {
-  return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
-}
-
-// One control request as the handlers see it.
-struct Request {
-  int fd;
-  struct stat st;
-  uint8_t* bytes;  // the caller's buffer, header included
-  uint32_t total;
-  uint32_t hint_length;
-  uint32_t type;
-  uint8_t* body() const { return bytes + kHeaderSize + kHintHeaderSize; }
-};
-
-int fail(int err) {
-  errno = err;
-  return -1;
-}
 
 // 2005: set the data replication of the file.
 int set_replication(const Request& r) {
@@ -97,6 +71,8 @@ struct Handler {
 const Handler kHandlers[] = {
     {KELP_FCNTL_SET_REPLICATION, set_replication},
     {KELP_FCNTL_SYNC_RANGE, sync_range},
+    {KELP_FCNTL_GET_BLOCKMAP, kelpsim::get_block_map},
+    {KELP_FCNTL_GET_BLOCKMAP_CACHED, kelpsim::get_block_map},
     {KELP_FCNTL_SET_ATTRIBUTE, set_attribute},
 };
 
@@ -109,11 +85,12 @@ extern "C" int kelp_fcntl(int fd, void* request) {
   r.bytes = static_cast<uint8_t*>(request);
   if (::fstat(fd, &r.st) != 0) return -1;
   r.total = load32(r.bytes);
+  bool log = kelpsim::logging_enabled();
   if (r.total < kHeaderSize + kHintHeaderSize || r.total > kMaxRequest) {
-    kelpsim::record("fcntl", kelpsim::fd_path(fd), r.bytes, kHeaderSize);
+    if (log) kelpsim::record("fcntl", kelpsim::fd_path(fd), r.bytes, kHeaderSize);
     return fail(EINVAL);
   }
-  kelpsim::record("fcntl", kelpsim::fd_path(fd), r.bytes, r.total);
+  if (log) kelpsim::record("fcntl", kelpsim::fd_path(fd), r.bytes, r.total);
   r.hint_length = load32(r.bytes + 16);
   r.type = load32(r.bytes + 20);
   if (load32(r.bytes + 4) != 1 || kHeaderSize + r.hint_length > r.total) {
@@ -137,21 +114,12 @@ extern "C" int kelp_fcntl(int fd, void* request) {
 
 extern "C" int kelp_prealloc(int fd, int64_t start, int64_t length) {
   int64_t args[2] = {start, length};
-  kelpsim::record("prealloc", kelpsim::fd_path(fd), args, sizeof args);
+  if (kelpsim::logging_enabled()) {
+    kelpsim::record("prealloc", kelpsim::fd_path(fd), args, sizeof args);
+  }
   if (int err = kelpsim::take_failure("prealloc")) return fail(err);
   if (start < 0 || length <= 0) return fail(EINVAL);
   // Reserves blocks without changing the size: a writer still appends at the
   // end of its data, not after the reserved range.
   return ::fallocate(fd, FALLOC_FL_KEEP_SIZE, start, length);
-}
-
-extern "C" int kelp_statfspool(const char* path, uint32_t* cursor, uint32_t options,
-                               uint32_t* count, void* buffer, uint32_t bufferSize) {
-  (void)cursor;
-  (void)options;
-  (void)count;
-  (void)buffer;
-  kelpsim::record("statfspool", path != nullptr ? path : "", &bufferSize, sizeof bufferSize);
-  if (int err = kelpsim::take_failure("statfspool")) return fail(err);
-  return fail(ENOSYS);
 }

@@ -12,6 +12,8 @@
 #include <map>
 #include <sstream>
 
+#include "scenario.h"
+
 namespace kelpsim {
 namespace {
 
@@ -45,7 +47,9 @@ class StateLock final {
   Fd fd_;
 };
 
-bool read_file(const std::string& path, std::string& out) {
+}  // namespace
+
+bool read_text_file(const std::string& path, std::string& out) {
   Fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (fd.get() < 0) return false;
   char buf[4096];
@@ -58,7 +62,7 @@ bool read_file(const std::string& path, std::string& out) {
   }
 }
 
-bool write_file_atomically(const std::string& path, const std::string& text) {
+bool write_text_file_atomically(const std::string& path, const std::string& text) {
   std::string tmp = path + ".tmp." + std::to_string(::getpid());
   {
     Fd fd(::open(tmp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
@@ -68,6 +72,8 @@ bool write_file_atomically(const std::string& path, const std::string& text) {
   }
   return ::rename(tmp.c_str(), path.c_str()) == 0;
 }
+
+namespace {
 
 std::map<std::string, std::string> parse_keys(const std::string& text) {
   std::map<std::string, std::string> keys;
@@ -82,7 +88,7 @@ std::map<std::string, std::string> parse_keys(const std::string& text) {
 
 bool get_key(const std::string& file, const std::string& key, std::string& value) {
   std::string text;
-  if (!read_file(file, text)) return false;
+  if (!read_text_file(file, text)) return false;
   auto keys = parse_keys(text);
   auto it = keys.find(key);
   if (it == keys.end()) return false;
@@ -93,12 +99,12 @@ bool get_key(const std::string& file, const std::string& key, std::string& value
 bool set_key(const std::string& file, const std::string& key, const std::string& value) {
   StateLock lock;
   std::string text;
-  read_file(file, text);
+  read_text_file(file, text);
   auto keys = parse_keys(text);
   keys[key] = value;
   std::string out;
   for (const auto& kv : keys) out += kv.first + "=" + kv.second + "\n";
-  return write_file_atomically(file, out);
+  return write_text_file_atomically(file, out);
 }
 
 std::string attr_file(const struct stat& st) {
@@ -156,7 +162,16 @@ bool set_config(const std::string& key, const std::string& value) {
   return set_key(state_dir() + "/config", key, value);
 }
 
+bool logging_enabled() {
+  static const bool enabled = [] {
+    const char* v = std::getenv("KELP_SIM_LOG");
+    return v == nullptr || (std::strcmp(v, "0") != 0 && std::strcmp(v, "off") != 0);
+  }();
+  return enabled;
+}
+
 void record(const std::string& call, const std::string& path, const void* bytes, size_t length) {
+  if (!logging_enabled()) return;
   static const char kHex[] = "0123456789abcdef";
   std::string line = call + "\t" + std::to_string(::getpid()) + "\t" + path + "\t";
   const auto* p = static_cast<const uint8_t*>(bytes);
@@ -176,7 +191,7 @@ void record(const std::string& call, const std::string& path, const void* bytes,
 std::vector<Record> read_log() {
   std::vector<Record> records;
   std::string text;
-  if (!read_file(state_dir() + "/requests.log", text)) return records;
+  if (!read_text_file(state_dir() + "/requests.log", text)) return records;
   std::istringstream in(text);
   std::string line;
   while (std::getline(in, line)) {
@@ -201,7 +216,7 @@ void clear_log() { ::unlink((state_dir() + "/requests.log").c_str()); }
 bool inject_failure(const std::string& what, int err) {
   std::string dir = state_dir() + "/fail";
   ensure_dir(dir);
-  return write_file_atomically(dir + "/" + what, std::to_string(err) + "\n");
+  return write_text_file_atomically(dir + "/" + what, std::to_string(err) + "\n");
 }
 
 int take_failure(const std::string& what) {
@@ -212,11 +227,71 @@ int take_failure(const std::string& what) {
                         std::to_string(reinterpret_cast<uintptr_t>(&pending));
   if (::rename(pending.c_str(), claimed.c_str()) != 0) return 0;
   std::string text;
-  read_file(claimed, text);
+  read_text_file(claimed, text);
   ::unlink(claimed.c_str());
   int err = std::atoi(text.c_str());
   return err > 0 ? err : EIO;
 }
+
+namespace {
+
+std::string invocations_path() {
+  std::string dir = state_dir() + "/commands";
+  ensure_dir(dir);
+  return dir + "/invocations.log";
+}
+
+// One argument as a quoted word: \\, \" and control bytes escaped, so that
+// any argument, newlines included, stays on its line and reads back exactly
+// (split_words of scenario.h reads it).
+void append_quoted(std::string& line, const std::string& word) {
+  static const char kHex[] = "0123456789abcdef";
+  line += '"';
+  for (unsigned char c : word) {
+    if (c == '\\' || c == '"') {
+      line += '\\';
+      line += static_cast<char>(c);
+    } else if (c < 0x20 || c == 0x7f) {
+      line += "\\x";
+      line += kHex[c >> 4];
+      line += kHex[c & 15];
+    } else {
+      line += static_cast<char>(c);
+    }
+  }
+  line += '"';
+}
+
+}  // namespace
+
+void record_invocation(const std::vector<std::string>& argv) {
+  std::string line;
+  for (const std::string& a : argv) {
+    if (!line.empty()) line += ' ';
+    append_quoted(line, a);
+  }
+  line += '\n';
+  Fd fd(::open(invocations_path().c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+  if (fd.get() < 0) return;
+  ::fchmod(fd.get(), 0666);
+  ssize_t ignored = ::write(fd.get(), line.data(), line.size());
+  (void)ignored;
+}
+
+std::vector<std::vector<std::string>> read_invocations() {
+  std::vector<std::vector<std::string>> out;
+  std::string text;
+  if (!read_text_file(invocations_path(), text)) return out;
+  std::istringstream in(text);
+  std::string line;
+  while (std::getline(in, line)) {
+    std::vector<std::string> words;
+    if (split_words(line, words) && !words.empty()) out.push_back(std::move(words));
+  }
+  return out;
+}
+
+void clear_invocations() { ::unlink(invocations_path().c_str()); }
 
 void reset() {
   StateLock lock;
@@ -225,6 +300,7 @@ void reset() {
   remove_tree_contents(dir + "/fail");
   ::unlink((dir + "/config").c_str());
   clear_log();
+  clear_invocations();
 }
 
 std::string fd_path(int fd) {

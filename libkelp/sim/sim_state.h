@@ -7,6 +7,8 @@
 //   config              global settings, "key=value" lines
 //   requests.log        one line per request: call, pid, path, hex bytes
 //   fail/<what>         a one-shot injected failure holding an errno
+//   scenario            the simulated cluster in effect (scenario.h)
+//   commands/invocations.log   one line per run of a fake administration command
 // Every function is safe to call from several threads and processes at once.
 #ifndef KELP_SIM_SIM_STATE_H
 #define KELP_SIM_SIM_STATE_H
@@ -21,6 +23,10 @@
 namespace kelpsim {
 
 std::string state_dir();
+
+// Whole-file helpers for the state files.
+bool read_text_file(const std::string& path, std::string& out);
+bool write_text_file_atomically(const std::string& path, const std::string& text);
 
 // Per-file attributes. Missing files or keys read as false.
 bool get_attr(const struct stat& st, const std::string& key, std::string& value);
@@ -39,6 +45,9 @@ struct Record {
   std::string path;  // the file the request named (resolved from its descriptor)
   std::vector<uint8_t> bytes;
 };
+// False when the environment variable KELP_SIM_LOG is "0" or "off" (read
+// once per process): benchmarks then time the library, not the log.
+bool logging_enabled();
 void record(const std::string& call, const std::string& path, const void* bytes, size_t length);
 std::vector<Record> read_log();
 void clear_log();
@@ -49,7 +58,14 @@ bool inject_failure(const std::string& what, int err);
 // Returns the injected errno and consumes it, or 0 when none is pending.
 int take_failure(const std::string& what);
 
-// Clears every attribute, the log, the settings and pending failures.
+// Runs of the fake administration commands: each is its exact argument
+// vector, the command's name first.
+void record_invocation(const std::vector<std::string>& argv);
+std::vector<std::vector<std::string>> read_invocations();
+void clear_invocations();
+
+// Clears every attribute, the logs, the settings and pending failures (the
+// scenario stays).
 void reset();
 
 // The path an open descriptor refers to, for the log ("" when unknown).

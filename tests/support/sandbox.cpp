@@ -1,5 +1,7 @@
 #include "support/sandbox.h"
 
+#include "scenario.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <ftw.h>
@@ -141,5 +143,34 @@ std::string sim_attr(const std::string& path, const std::string& key) {
   kelpsim::get_path_attr(path.c_str(), key, value);
   return value;
 }
+
+void use_scenario_text(const std::string& text) {
+  std::string error;
+  kelpsim::Scenario::parse(text, &error);
+  if (!error.empty() || !kelpsim::install_scenario(text)) {
+    std::fprintf(stderr, "cannot install scenario: %s\n", error.c_str());
+    std::abort();
+  }
+}
+
+void use_scenario(const std::string& name) {
+  std::string path = std::string(KELP_TEST_SOURCE_DIR) + "/sandbox/scenarios/" + name + ".scn";
+  std::string text;
+  if (!kelpsim::read_text_file(path, text)) {
+    std::fprintf(stderr, "no scenario %s\n", path.c_str());
+    std::abort();
+  }
+  use_scenario_text(text);
+}
+
+std::vector<std::vector<std::string>> admin_invocations(const std::string& command) {
+  std::vector<std::vector<std::string>> out;
+  for (auto& argv : kelpsim::read_invocations()) {
+    if (command.empty() || argv.front() == command) out.push_back(std::move(argv));
+  }
+  return out;
+}
+
+void clear_admin_invocations() { kelpsim::clear_invocations(); }
 
 }  // namespace kelptest

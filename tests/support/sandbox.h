@@ -65,6 +65,18 @@ std::vector<kelpsim::Record> sim_records(const std::string& call, const std::str
 // A simulated per-file attribute ("" when unset).
 std::string sim_attr(const std::string& path, const std::string& key);
 
+// Makes sandbox/scenarios/<name>.scn of the source tree the simulated cluster
+// in effect; aborts the test binary when the file is missing or malformed.
+void use_scenario(const std::string& name);
+// Makes |text| the simulated cluster in effect.
+void use_scenario_text(const std::string& text);
+
+// Runs of the fake administration commands since the last clear, each as its
+// exact argument vector with the command's name first; only those of
+// |command| when it is given.
+std::vector<std::vector<std::string>> admin_invocations(const std::string& command = "");
+void clear_admin_invocations();
+
 }  // namespace kelptest
 
 #endif  // KELP_TESTS_SUPPORT_SANDBOX_H

@@ -27,6 +27,9 @@ public final class Demo {
     System.out.println("Kelp Hadoop native library demo (simulated Kelp file system at " + MOUNT + ")");
     NamespaceDemo.run(fs, root);
     DaemonDemo.run(fs, root);
+    ListingDemo.run(fs, root);
+    DetailsDemo.run(fs, root);
+    SnapshotDemo.run(fs, root);
     AclDemo.run(fs, root);
     StreamDemo.run(fs, root);
     System.out.println();
