@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# The benchmarks' run inside the sandbox (scripts/bench.sh).
+set -euo pipefail
+build=$1
+shift
+export KELP_SIM_LOG=0 KELP_BENCH_JVM=1
+
+echo "=== Native benchmarks: namespace operations"
+"$build/namespace_bench" "$@"
+echo
+echo "=== Native benchmarks: listings and block locations (the JVM calls in as Hadoop does)"
+"$build/listing_bench" "$@"
+
+# The Java harness: the same calls made from Java, against pure-Java
+# equivalents in the same JVM, and a listing's memory. The heap is fixed and
+# touched up front, so resident growth is what the library itself adds.
+java_run() {
+  "$JAVA_HOME/bin/java" -XX:-UsePerfData -Xms2g -Xmx2g -XX:+AlwaysPreTouch \
+    -cp "$build/java/classes" -Djava.library.path="$build" \
+    org.apache.hadoop.fs.kelp.bench.KelpBench "$@"
+}
+dirs=(/mnt/kelp/bench/d10000 /mnt/kelp/bench/d100000)
+files=(/mnt/kelp/bench/blocks-1GiB /mnt/kelp/bench/blocks-64GiB /mnt/kelp/bench/blocks-1TiB)
+echo
+echo "=== Java harness: listings, locally"
+java_run listing "${dirs[@]}"
+echo
+echo "=== Java harness: block locations"
+java_run blocks "${files[@]}"
+echo
+echo "=== Java harness: memory of a 100,000-entry listing"
+java_run memory /mnt/kelp/bench/d100000
+
+daemon_pid=
+trap '[ -n "$daemon_pid" ] && kill "$daemon_pid" && wait "$daemon_pid" 2>/dev/null' EXIT
+ready=$(mktemp -u /run/kelp-bench-ready.XXXXXX)
+mkfifo -m 600 "$ready"
+"$build/kelp-helperd" --serve --ready-fd 3 3>"$ready" &
+daemon_pid=$!
+IFS= read -r -n 1 _ <"$ready" || true
+rm -f "$ready"
+echo
+echo "=== Java harness: listings through the helper daemon"
+java_run listing "${dirs[@]}" --daemon
