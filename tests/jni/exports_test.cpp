@@ -20,9 +20,7 @@ const std::set<std::string> kPending = {
     "KelpFileSystem.nGetFileStatus",  "KelpFileSystem.nListStatus",
     "KelpFileSystem.nGetInitInfo",    "KelpFileSystem.nGetFileBlockLocations",
     "KelpFileSystem.nGetDetails",     "KelpFileSystem.nSetReplication",
-    "KelpFileSystem.nSetBlockGroupFactor", "KelpFileSystem.nCreateSnapshot",
-    "KelpFileSystem.nCreateSnapshotAs", "KelpFileSystem.nDeleteSnapshot",
-    "KelpFileSystem.nRenameSnapshot",
+    "KelpFileSystem.nSetBlockGroupFactor",
 };
 
 // JNI short name mangling of one identifier.
