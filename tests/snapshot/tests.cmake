@@ -1,0 +1,10 @@
+# The snapshot entry points called by a user other than root, locally: the
+# binary runs as kelpuser1 (uid 5001, gid 6001, no other groups) in a
+# sandbox whose /mnt/kelp everybody may write to.
+add_executable(snapshot_non_root ${CMAKE_CURRENT_LIST_DIR}/snapshot_non_root.cpp)
+target_link_libraries(snapshot_non_root PRIVATE testsupport GTest::gtest_main)
+add_dependencies(snapshot_non_root kelpsim)
+add_test(NAME snapshot_non_root
+  COMMAND ${SANDBOX} sh -c "chmod 1777 /mnt/kelp && exec setpriv --reuid=5001 --regid=6001 --clear-groups \"$0\""
+          $<TARGET_FILE:snapshot_non_root>)
+set_tests_properties(snapshot_non_root PROPERTIES TIMEOUT 600 ENVIRONMENT "${TEST_ENV}")
