@@ -51,11 +51,11 @@ final class SnapshotDemo {
           + " link owned by %s", given,
           given == null ? "-" : Files.getOwner(Paths.get(given),
               java.nio.file.LinkOption.NOFOLLOW_LINKS).getName());
+      list(dir);
       Demo.say("nDeleteSnapshot(tuesday) through the daemon -> %s",
           fs.nDeleteSnapshot(conn, dir, "tuesday"));
       fs.nClose(conn);
     }
-    list(dir);
 
     Demo.say("nDeleteSnapshot(before-release) -> %s; the image alpha-monday is %s",
         fs.nDeleteSnapshot(local, dir, "before-release"),
