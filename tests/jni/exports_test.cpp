@@ -19,8 +19,7 @@ using kelptest::jvm_env;
 const std::set<std::string> kPending = {
     "KelpFileSystem.nGetFileStatus",  "KelpFileSystem.nListStatus",
     "KelpFileSystem.nGetInitInfo",    "KelpFileSystem.nGetFileBlockLocations",
-    "KelpFileSystem.nGetDetails",     "KelpFileSystem.nSetReplication",
-    "KelpFileSystem.nSetBlockGroupFactor", "KelpFileSystem.nCreateSnapshot",
+    "KelpFileSystem.nCreateSnapshot",
     "KelpFileSystem.nCreateSnapshotAs", "KelpFileSystem.nDeleteSnapshot",
     "KelpFileSystem.nRenameSnapshot",
 };
