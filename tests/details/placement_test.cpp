@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +13,7 @@
 #include "support/fake_daemon.h"
 #include "support/jvm.h"
 #include "support/sandbox.h"
+#include "support/scripted_daemon.h"
 
 namespace {
 
@@ -82,33 +81,14 @@ TEST_P(Placement, SetBlockGroupFactor) {
 
 KELP_INSTANTIATE_IN_BOTH_MODES(Placement);
 
-class PlacementReplies : public kelptest::JniTest {
+class PlacementReplies : public kelptest::ScriptedDaemonTest {
  protected:
-  void TearDown() override {
-    hang_up();
-    JniTest::TearDown();
-  }
-  // Starts a stand-in answering with |script| (after ending the one before)
-  // and connects to it.
-  void serve(std::map<char, kelptest::FakeDaemon::Answer> script) {
-    hang_up();
-    script['l'] = kelptest::byte_answer(2);
-    daemon_ = std::make_unique<kelptest::FakeDaemon>(std::move(script));
-    conn_ = Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, jstr("u"), nullptr);
-    ASSERT_GE(conn_, 0);
-  }
-  void hang_up() {
-    if (conn_ >= 0) Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, fs_, conn_);
-    conn_ = -1;
-    daemon_.reset();
-  }
+  // Every request after the handshake.
   std::vector<std::string> requests() {
     auto frames = daemon_->frames();
-    frames.erase(frames.begin());  // the handshake
+    frames.erase(frames.begin());
     return frames;
   }
-
-  std::unique_ptr<kelptest::FakeDaemon> daemon_;
 };
 
 TEST_F(PlacementReplies, FramesAndAnswers) {
