@@ -16,14 +16,14 @@ constexpr const char* kDefaultKelpdPid = "2417";
 constexpr long long kPoolKb = 10LL * 1024 * 1024;
 
 bool find_device(const Scenario& s, const char* command, const std::string& device,
-                 FileSystemSpec& fs) {
+                 ScenarioFileSystem& fs) {
   if (find_filesystem_by_device(s, device, fs)) return true;
   std::fprintf(stderr, "%s: File system %s is not known to the cluster.\n", command,
                device.c_str());
   return false;
 }
 
-void print_pool_long(const PoolSpec& p) {
+void print_pool_long(const ScenarioPool& p) {
   auto line = [](const char* key, const std::string& value) {
     std::printf("%-26s = %s\n", key, value.c_str());
   };
@@ -50,7 +50,7 @@ int kplspool(const Scenario& s, const std::vector<std::string>& args) {
     std::fprintf(stderr, "Usage: kplspool Device {all | PoolName} [-L]\n");
     return 1;
   }
-  FileSystemSpec fs;
+  ScenarioFileSystem fs;
   if (!find_device(s, "kplspool", args[0], fs)) return 1;
   bool any = false;
   if (listing) {
@@ -58,7 +58,7 @@ int kplspool(const Scenario& s, const std::vector<std::string>& args) {
   } else {
     std::printf("%-24s %10s %12s\n", "Name", "Id", "BlkSize");
   }
-  for (const PoolSpec& p : pools_of(s, fs.device)) {
+  for (const ScenarioPool& p : pools_of(s, fs.device)) {
     if (args[1] != "all" && args[1] != p.name) continue;
     any = true;
     if (listing) {
@@ -81,7 +81,7 @@ int kplsfs(const Scenario& s, const std::vector<std::string>& args) {
     std::fprintf(stderr, "Usage: kplsfs Device [-V] [-r] [-R]\n");
     return 1;
   }
-  FileSystemSpec fs;
+  ScenarioFileSystem fs;
   if (!find_device(s, "kplsfs", args[0], fs)) return 1;
   std::vector<std::string> flags(args.begin() + 1, args.end());
   if (flags.empty()) flags = {"-V", "-r", "-R"};
@@ -129,14 +129,14 @@ int ps(const Scenario& s, const std::vector<std::string>& args) {
 // df -t kelp: the scenario's Kelp file systems. Every other use is the real df.
 int df(const Scenario& s, const std::vector<std::string>& args) {
   if (args != std::vector<std::string>{"-t", "kelp"}) return exec_system_command("df", args);
-  std::vector<FileSystemSpec> all = filesystems(s);
+  std::vector<ScenarioFileSystem> all = filesystems(s);
   if (all.empty()) {
     std::fprintf(stderr, "df: no file systems processed\n");
     return 1;
   }
   std::printf("%-14s %10s %9s %9s %4s %s\n", "Filesystem", "1K-blocks", "Used", "Available",
               "Use%", "Mounted on");
-  for (const FileSystemSpec& fs : all) {
+  for (const ScenarioFileSystem& fs : all) {
     long long pools = static_cast<long long>(pools_of(s, fs.device).size());
     long long total = kPoolKb * (pools > 0 ? pools : 1);
     long long used = total / 10;

@@ -29,7 +29,7 @@ constexpr uint32_t kPoolBlockGroupFactorOffset = 64;
 constexpr uint32_t kPoolWriteAffinityOffset = 72;
 constexpr uint32_t kPoolFlagUse = 1;
 
-struct FileSystemSpec {
+struct ScenarioFileSystem {
   std::string device;
   std::string mount;
   // fsattr: what kplsfs reports, and whether the client library fills the
@@ -40,7 +40,7 @@ struct FileSystemSpec {
   bool placement_reported = true;
 };
 
-struct PoolSpec {
+struct ScenarioPool {
   std::string name;
   uint32_t id = 0;
   int64_t block_size = 256 * 1024;
@@ -53,30 +53,30 @@ struct PoolSpec {
   std::string listing = "affinity-first";
 };
 
-inline FileSystemSpec filesystem_spec(const Scenario& s, const ScenarioRecord& fs) {
-  FileSystemSpec spec;
-  spec.device = fs.words.size() > 0 ? fs.words[0] : "";
-  spec.mount = fs.words.size() > 1 ? fs.words[1] : "";
+inline ScenarioFileSystem scenario_filesystem(const Scenario& s, const ScenarioRecord& record) {
+  ScenarioFileSystem fs;
+  fs.device = record.words.size() > 0 ? record.words[0] : "";
+  fs.mount = record.words.size() > 1 ? record.words[1] : "";
   for (const ScenarioRecord* a : s.all("fsattr")) {
-    if (a->words.empty() || a->words[0] != spec.device) continue;
-    spec.version = a->option("version", spec.version);
-    spec.replicas = a->option("replicas", spec.replicas);
-    spec.max_replicas = a->option("maxreplicas", spec.max_replicas);
-    spec.placement_reported = a->option("placement", "reported") != "none";
+    if (a->words.empty() || a->words[0] != fs.device) continue;
+    fs.version = a->option("version", fs.version);
+    fs.replicas = a->option("replicas", fs.replicas);
+    fs.max_replicas = a->option("maxreplicas", fs.max_replicas);
+    fs.placement_reported = a->option("placement", "reported") != "none";
   }
-  return spec;
+  return fs;
 }
 
 // Every file system, in scenario order (df lists them so).
-inline std::vector<FileSystemSpec> filesystems(const Scenario& s) {
-  std::vector<FileSystemSpec> out;
-  for (const ScenarioRecord* r : s.all("filesystem")) out.push_back(filesystem_spec(s, *r));
+inline std::vector<ScenarioFileSystem> filesystems(const Scenario& s) {
+  std::vector<ScenarioFileSystem> out;
+  for (const ScenarioRecord* r : s.all("filesystem")) out.push_back(scenario_filesystem(s, *r));
   return out;
 }
 
 inline bool find_filesystem_by_device(const Scenario& s, const std::string& device,
-                                      FileSystemSpec& out) {
-  for (const FileSystemSpec& fs : filesystems(s)) {
+                                      ScenarioFileSystem& out) {
+  for (const ScenarioFileSystem& fs : filesystems(s)) {
     if (fs.device == device) {
       out = fs;
       return true;
@@ -88,10 +88,10 @@ inline bool find_filesystem_by_device(const Scenario& s, const std::string& devi
 // The file system holding |path|: the one with the longest mount point that
 // is |path| or one of its parents.
 inline bool find_filesystem_by_path(const Scenario& s, const std::string& path,
-                                    FileSystemSpec& out) {
+                                    ScenarioFileSystem& out) {
   size_t best = 0;
   bool found = false;
-  for (const FileSystemSpec& fs : filesystems(s)) {
+  for (const ScenarioFileSystem& fs : filesystems(s)) {
     const std::string& m = fs.mount;
     bool holds = path == m || (path.size() > m.size() && path.compare(0, m.size(), m) == 0 &&
                                (m == "/" || path[m.size()] == '/'));
@@ -105,11 +105,11 @@ inline bool find_filesystem_by_path(const Scenario& s, const std::string& path,
 }
 
 // The pools of |device|, in scenario order.
-inline std::vector<PoolSpec> pools_of(const Scenario& s, const std::string& device) {
-  std::vector<PoolSpec> out;
+inline std::vector<ScenarioPool> pools_of(const Scenario& s, const std::string& device) {
+  std::vector<ScenarioPool> out;
   for (const ScenarioRecord* r : s.all("pool")) {
     if (r->words.size() < 2 || r->words[0] != device) continue;
-    PoolSpec p;
+    ScenarioPool p;
     p.name = r->words[1];
     parse_u32(r->option("id", "0"), p.id);
     parse_size(r->option("blocksize", "256K"), p.block_size);

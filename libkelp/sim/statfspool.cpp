@@ -11,13 +11,13 @@
 
 namespace {
 
-using kelpsim::PoolSpec;
+using kelpsim::ScenarioPool;
 
 // A pool of 10 GiB, a tenth of it used, on one disk.
 constexpr int64_t kPoolTotalKb = 10 * 1024 * 1024;
 constexpr int64_t kPoolFreeKb = kPoolTotalKb - kPoolTotalKb / 10;
 
-void fill_entry(uint8_t* e, const PoolSpec& p, bool placement_reported) {
+void fill_entry(uint8_t* e, const ScenarioPool& p, bool placement_reported) {
   std::memset(e, 0, kelpsim::kPoolEntrySize);
   std::memcpy(e + kelpsim::kPoolNameOffset, p.name.data(),
               std::min<size_t>(p.name.size(), kelpsim::kPoolNameSize - 1));
@@ -50,9 +50,9 @@ extern "C" int kelp_statfspool(const char* path, uint32_t* cursor, uint32_t opti
   if (path == nullptr || count == nullptr) return kelpsim::fail(EFAULT);
 
   std::shared_ptr<const kelpsim::Scenario> scenario = kelpsim::current_scenario();
-  kelpsim::FileSystemSpec fs;
+  kelpsim::ScenarioFileSystem fs;
   if (!kelpsim::find_filesystem_by_path(*scenario, path, fs)) return kelpsim::fail(EINVAL);
-  std::vector<PoolSpec> pools = kelpsim::pools_of(*scenario, fs.device);
+  std::vector<ScenarioPool> pools = kelpsim::pools_of(*scenario, fs.device);
   auto n = static_cast<uint32_t>(pools.size());
   if (buffer == nullptr) {
     *count = n;

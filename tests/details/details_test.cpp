@@ -11,11 +11,14 @@
 #include "details/details.h"
 #include "details/details_parse.h"
 #include "fsops/kelpHadoop.h"
+#include "support/connection_modes.h"
+#include "support/jvm.h"
 #include "support/sandbox.h"
 
 namespace {
 
 using kelptest::admin_invocations;
+using kelptest::jstr;
 using Argv = std::vector<std::string>;
 using Invocations = std::vector<Argv>;
 
@@ -48,6 +51,27 @@ Facts facts(const kelp::kelpDetails_t& d) {
           d.blockGroupFactor, d.dataReplicas, d.maxDataReplicas, d.allowWriteAffinity};
 }
 
+// What a KELPDetails object holds, read through its getters.
+Facts facts(JNIEnv* env, jobject details) {
+  jclass cls = env->GetObjectClass(details);
+  auto i = [&](const char* getter) {
+    return env->CallIntMethod(details, env->GetMethodID(cls, getter, "()I"));
+  };
+  auto s = [&](const char* getter) {
+    auto str = static_cast<jstring>(
+        env->CallObjectMethod(details, env->GetMethodID(cls, getter, "()Ljava/lang/String;")));
+    std::string out = kelptest::to_std(str);
+    env->DeleteLocalRef(str);
+    return out;
+  };
+  jlong blockSize = env->CallLongMethod(details, env->GetMethodID(cls, "getBlockSize", "()J"));
+  Facts f{i("getVersion"),          s("getPath"),          s("getDevice"),
+          blockSize,                i("getBlockGroupFactor"), i("getDataReplicas"),
+          i("getMaxDataReplicas"), i("getAllowWriteAffinity")};
+  env->DeleteLocalRef(cls);
+  return f;
+}
+
 // The default scenario. kelpfs1: the data pool's statistics give the
 // placement (replicas 2, not kplsfs's "-r 1"). kelpfs2: no placement data
 // in the statistics, so kplspool's factor 2048 (capped) and kplsfs's "-r 2";
@@ -57,6 +81,11 @@ const Facts kKelp2{1401, "/mnt/kelp2", "kelpfs2", 1 << 20, 1024, 2, 3, 0};
 
 // Cases that need the caches of the library still empty run one per process
 // (tests/details/tests.cmake sets KELP_DETAILS_FRESH); elsewhere they skip.
+Facts with_path(Facts f, const std::string& path) {
+  f.path = path;
+  return f;
+}
+
 #define ONLY_IN_A_FRESH_PROCESS()                            \
   if (std::getenv("KELP_DETAILS_FRESH") == nullptr) {        \
     GTEST_SKIP() << "runs in a process of its own";          \
@@ -66,6 +95,71 @@ const Argv kPsArgv{"ps", "-C", "kelpd", "-o", "pid="};
 const Argv kDfArgv{"df", "-t", "kelp"};
 Argv kplsfs_argv(const std::string& device) { return {"kplsfs", device, "-V", "-r", "-R"}; }
 Argv kplspool_argv(const std::string& device) { return {"kplspool", device, "all", "-L"}; }
+
+class DetailsFromJava : public kelptest::JniTest {
+ protected:
+  // nGetDetails(conn, path): its facts, or null's.
+  jobject get(const char* path, int conn = -42) {
+    return Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nGetDetails(env_, fs_, conn,
+                                                                     jstr(path));
+  }
+  Facts get_facts(const char* path) {
+    jobject d = get(path);
+    EXPECT_NE(d, nullptr) << path;
+    return d != nullptr ? facts(env_, d) : Facts{};
+  }
+};
+
+TEST_F(DetailsFromJava, EachSandboxMount) {
+  EXPECT_EQ(get_facts("/mnt/kelp"), kKelp1);
+  EXPECT_EQ(get_facts("/mnt/kelp2"), kKelp2);
+  // The path comes back as given; the empty one names the smallest mount.
+  EXPECT_EQ(get_facts(""), with_path(kKelp1, ""));
+  EXPECT_EQ(get_facts(nullptr), with_path(kKelp1, "<null>"));
+  // No exception for what is not a mount point; the connection is unused.
+  EXPECT_EQ(get("/mnt/kelp/sub"), nullptr);
+  EXPECT_EQ(get("/mnt/other"), nullptr);
+  jobject viaOther = get("/mnt/kelp2", 12345);
+  ASSERT_NE(viaOther, nullptr);
+  EXPECT_EQ(facts(env_, viaOther), kKelp2);
+
+  kelptest::clear_admin_invocations();
+  for (const char* path : {"/mnt/kelp", "/mnt/kelp2", "", "/mnt/nowhere"}) get(path);
+  EXPECT_EQ(admin_invocations(), Invocations{}) << "a second call runs no command";
+}
+
+TEST_F(DetailsFromJava, FirstCallRunsEachCommandOnce) {
+  ONLY_IN_A_FRESH_PROCESS();
+  kelptest::clear_admin_invocations();
+  kelpsim::clear_log();
+  EXPECT_EQ(get_facts("/mnt/kelp2"), kKelp2);
+  // kplspool only for the file system whose statistics lack placement data.
+  EXPECT_EQ(admin_invocations(),
+            (Invocations{kPsArgv, kDfArgv, kplsfs_argv("kelpfs1"), kplspool_argv("kelpfs2"),
+                         kplsfs_argv("kelpfs2")}));
+  // Each file system's statistics: the count, then every pool's 88 bytes.
+  for (const char* mount : {"/mnt/kelp", "/mnt/kelp2"}) {
+    auto calls = kelptest::sim_records("statfspool", mount);
+    ASSERT_EQ(calls.size(), 2u) << mount;
+    EXPECT_EQ(calls[0].bytes, (std::vector<uint8_t>{0, 0, 0, 0}));
+    EXPECT_EQ(calls[1].bytes, (std::vector<uint8_t>{176, 0, 0, 0}));
+  }
+  kelptest::clear_admin_invocations();
+  EXPECT_EQ(get_facts("/mnt/kelp"), kKelp1);
+  EXPECT_EQ(admin_invocations(), Invocations{});
+}
+
+TEST_F(DetailsFromJava, NoDaemonGivesNullUntilItRuns) {
+  ONLY_IN_A_FRESH_PROCESS();
+  kelptest::use_scenario("details-nodaemon");
+  kelptest::clear_admin_invocations();
+  EXPECT_EQ(get("/mnt/kelp"), nullptr);
+  EXPECT_EQ(get("/mnt/kelp"), nullptr);
+  // Nothing was cached, so each call asks again, and asks only ps.
+  EXPECT_EQ(admin_invocations(), (Invocations{kPsArgv, kPsArgv}));
+  kelptest::use_scenario("default");
+  EXPECT_EQ(get_facts("/mnt/kelp"), kKelp1);
+}
 
 TEST(DetailsCore, EachSandboxMountAndTheCacheOnceBuilt) {
   const kelp::kelpDetails_t* k1 = kelp::getDetails("/mnt/kelp");

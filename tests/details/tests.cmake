@@ -1,9 +1,11 @@
 # Cases of details_test that need the library's caches still empty: one
 # process each.
-foreach(case NoFlaggedPool UnmatchedMount OddAnswers DeviceName)
-  add_test(NAME details_test_${case}
-           COMMAND ${SANDBOX} $<TARGET_FILE:details_test> --gtest_filter=DetailsFresh.${case}*)
-  set_tests_properties(details_test_${case} PROPERTIES TIMEOUT 600
+foreach(case DetailsFromJava.FirstCall DetailsFromJava.NoDaemon DetailsFresh.NoFlaggedPool
+        DetailsFresh.UnmatchedMount DetailsFresh.OddAnswers DetailsFresh.DeviceName)
+  string(REGEX REPLACE "^.*\\." "" name ${case})
+  add_test(NAME details_test_${name}
+           COMMAND ${SANDBOX} $<TARGET_FILE:details_test> --gtest_filter=${case}*)
+  set_tests_properties(details_test_${name} PROPERTIES TIMEOUT 600
     ENVIRONMENT "${TEST_ENV};KELP_DETAILS_FRESH=1")
 endforeach()
 

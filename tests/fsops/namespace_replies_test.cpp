@@ -7,8 +7,10 @@
 #include <memory>
 #include <string>
 
-#include "support/fake_daemon_test.h"
+#include "support/connection_modes.h"
+#include "support/fake_daemon.h"
 #include "support/jvm.h"
+#include "support/scripted_daemon.h"
 
 namespace {
 
@@ -16,10 +18,11 @@ using kelptest::be32;
 using kelptest::byte_answer;
 using kelptest::FakeDaemon;
 using kelptest::jstr;
-using kelptest::str0;
 using kelptest::take_exception;
 
-using Replies = kelptest::FakeDaemonTest;
+std::string str0(const std::string& s) { return s + '\0'; }
+
+class Replies : public kelptest::ScriptedDaemonTest {};
 
 TEST_F(Replies, DescriptorRequestsAndTheirOddAnswers) {
   ASSERT_NO_FATAL_FAILURE(serve({{'c', byte_answer(-17)}, {'C', byte_answer(-1)}}));

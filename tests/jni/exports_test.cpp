@@ -19,8 +19,6 @@ using kelptest::jvm_env;
 const std::set<std::string> kPending = {
     "KelpFileSystem.nGetFileStatus",  "KelpFileSystem.nListStatus",
     "KelpFileSystem.nGetInitInfo",    "KelpFileSystem.nGetFileBlockLocations",
-    "KelpFileSystem.nGetDetails",     "KelpFileSystem.nSetReplication",
-    "KelpFileSystem.nSetBlockGroupFactor",
 };
 
 // JNI short name mangling of one identifier.

@@ -5,18 +5,21 @@
 
 #include <string>
 
-#include "support/fake_daemon_test.h"
+#include "support/fake_daemon.h"
 #include "support/jvm.h"
+#include "support/scripted_daemon.h"
 
 namespace {
 
 using kelptest::byte_answer;
 using kelptest::jstr;
-using kelptest::str0;
 using kelptest::take_exception;
 using kelptest::to_std;
 
-using SnapshotReplies = kelptest::FakeDaemonTest;
+// A string as requests carry it.
+std::string str0(const std::string& s) { return s + '\0'; }
+
+using SnapshotReplies = kelptest::ScriptedDaemonTest;
 
 const std::string kIo = "java.io.IOException: ";
 
