@@ -18,7 +18,6 @@ using kelptest::jvm_env;
 // library is complete.
 const std::set<std::string> kPending = {
     "KelpFileSystem.nGetFileStatus",  "KelpFileSystem.nListStatus",
-    "KelpFileSystem.nGetInitInfo",    "KelpFileSystem.nGetFileBlockLocations",
 };
 
 // JNI short name mangling of one identifier.

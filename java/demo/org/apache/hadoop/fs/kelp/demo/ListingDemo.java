@@ -8,6 +8,6 @@ final class ListingDemo {
 
   static void run(KelpFileSystem fs, String root) throws Exception {
     Demo.section("Listing, file status and block locations");
-    Demo.say("not built yet");
+    BlockLocationDemo.run(fs, root);
   }
 }
