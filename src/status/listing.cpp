@@ -51,8 +51,8 @@ std::unique_ptr<fileStatus> attempt(const queueElement& e, int daemonFd, const l
   try {
     return make_file_status(daemonFd, e.path.c_str(), list.located, list.defaultBlockSize,
                             list.names);
-  } catch (const std::bad_alloc&) {
-    return nullptr;  // counts as a failed attempt
+  } catch (...) {
+    return nullptr;  // out of memory: counts as a failed attempt
   }
 }
 
@@ -74,7 +74,7 @@ void enumerate(DIR* dir, const ListRequest& request, listStruct_t& list, WorkerP
       list.input->append(std::move(element));
       ++entries;
     }
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
     debug_log("listing %s: out of memory after %zu entries", request.path.c_str(), entries);
   }
 }
@@ -179,9 +179,8 @@ Listing list_directory(const ListRequest& request) {
   workQueue input;
   std::atomic<int> running{0};
   OwnerNameCache names;
-  listStruct_t list{&input,          &output,         &running,
-                    request.located, request.user,    request.impersonate,
-                    request.defaultBlockSize, &names};
+  listStruct_t list{&input, &output, &running, request.located, request.user,
+                    request.impersonate, request.defaultBlockSize, &names};
   WorkerPool pool;
 
   UniqueFd fd(helper_get_fd(request.daemonFd, request.path.c_str()));
