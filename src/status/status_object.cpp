@@ -18,6 +18,7 @@ struct StatusClasses {
   jmethodID permission_init = nullptr;
   jclass located = nullptr;
   jmethodID located_init = nullptr;
+  jclass block_location = nullptr;
 };
 
 StatusClasses g_classes;
@@ -40,6 +41,7 @@ bool status_classes(JNIEnv* env) {
                          "Ljava/lang/String;Lorg/apache/hadoop/fs/Path;Lorg/apache/hadoop/fs/Path;"
                          "[Lorg/apache/hadoop/fs/BlockLocation;)V",
                          c.located_init);
+    JniUtil::findJavaClass(env, "org/apache/hadoop/fs/BlockLocation", c.block_location);
   } catch (int) {
     return false;
   }
@@ -59,8 +61,13 @@ jobject new_status(JNIEnv* env, const fileStatus& r, const std::string& path) {
   jobject permission =
       env->NewObject(c.permission, c.permission_init, static_cast<jshort>(r.permission));
   if (permission == nullptr) return nullptr;
-  jobjectArray blocks = get_file_blocklocation_array(env, static_cast<int>(r.blocks.count),
-                                                     r.replication, 0, r.blocks);
+  // Most records have no blocks (every one of a listing that is not located):
+  // their empty array needs none of the builder's class lookups.
+  jobjectArray blocks =
+      r.blocks.count == 0
+          ? env->NewObjectArray(0, c.block_location, nullptr)
+          : get_file_blocklocation_array(env, static_cast<int>(r.blocks.count), r.replication, 0,
+                                         r.blocks);
   if (env->ExceptionCheck()) return nullptr;
   // The replication travels as a 16-bit value, sign-extended.
   jint replication = static_cast<int16_t>(r.replication);
