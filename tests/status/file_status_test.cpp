@@ -57,9 +57,15 @@ TEST_P(FileStatus, DescribesAFileAndFollowsLinks) {
   EXPECT_EQ(s.owner, "root");
   EXPECT_EQ(s.group, "root");
   EXPECT_FALSE(s.has_symlink);
-  // A single status carries no block locations, only an empty array.
+  // A single status carries no block locations, only an empty array, but
+  // the block map's replication and block size (default.scn: 3, 4 MiB).
   EXPECT_TRUE(s.has_blocks);
   EXPECT_TRUE(s.blocks.empty());
+  EXPECT_EQ(s.replication, 3);
+  EXPECT_EQ(s.blocksize, 4 << 20);
+  jobject larger = KELP_NS(nGetFileStatus, jstr(f), 8 << 20);
+  ASSERT_NE(larger, nullptr);
+  EXPECT_EQ(statustest::view(larger).blocksize, 8 << 20) << "a larger default stands";
 
   // A link is reported as its target, under the link's own path.
   std::string link = dir_ / "link";

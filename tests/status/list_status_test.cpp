@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <string>
@@ -23,6 +24,10 @@ using kelptest::write_file;
 using statustest::Slot;
 
 constexpr jlong kDefaultBlockSize = 1 << 20;
+
+// The simulated library would log the 64 KiB block-map request of every
+// entry listed (gigabytes for the big listing); nothing here reads that log.
+const int kSimLogOff = ::setenv("KELP_SIM_LOG", "0", 1);
 
 // Makes |n| empty files f0, f1, ... in |dir|.
 void make_files(const std::string& dir, int n, int first = 0) {
@@ -103,6 +108,57 @@ TEST_P(ListStatus, EmptyMissingAndNotADirectory) {
   int before = kelptest::count_open_fds();
   EXPECT_EQ(list(dir_ / "file"), nullptr);
   EXPECT_EQ(kelptest::count_open_fds(), before) << "the file's descriptor is closed";
+}
+
+TEST_P(ListStatus, LocatedListingsCarryEveryBlockOfEveryFile) {
+  // default.scn: 4 MiB blocks, 3 replicas; replica r of block b on the disk
+  // of kelpnode((b + r) mod 4 + 1), cached by that node too.
+  constexpr long long kMiB = 1 << 20;
+  std::string big = dir_ / "ten-mib";
+  {
+    std::FILE* f = std::fopen(big.c_str(), "w");
+    ASSERT_NE(f, nullptr);
+    ASSERT_EQ(::ftruncate(::fileno(f), 10 * kMiB), 0);
+    std::fclose(f);
+  }
+  ASSERT_EQ(::mkdir((dir_ / "sub").c_str(), 0755), 0);
+
+  auto listed = [&](jboolean located) {
+    int nulls = 0;
+    auto found = by_path(statustest::slots(KELP_NS(nListStatus, jstr(dir_.path()), 2, 0, located,
+                                                   jstr("root"), nullptr, kDefaultBlockSize)),
+                         nulls);
+    EXPECT_EQ(nulls, 0);
+    return found;
+  };
+  auto located = listed(JNI_TRUE);
+  const statustest::StatusView& file = located[big];
+  EXPECT_EQ(file.replication, 3);
+  EXPECT_EQ(file.blocksize, 4 * kMiB) << "the file system's block size beats a smaller default";
+  ASSERT_EQ(file.blocks.size(), 3u);
+  const long long lengths[] = {4 * kMiB, 4 * kMiB, 2 * kMiB};
+  for (int b = 0; b < 3; ++b) {
+    SCOPED_TRACE("block " + std::to_string(b));
+    EXPECT_EQ(file.blocks[b].offset, b * 4 * kMiB);
+    EXPECT_EQ(file.blocks[b].length, lengths[b]);
+    std::vector<std::string> hosts, names;
+    for (int r = 0; r < 3; ++r) {
+      int node = (b + r) % 4 + 1;
+      hosts.push_back("kelpnode" + std::to_string(node));
+      names.push_back("127.0.1.1" + std::to_string(node) + ":0");
+    }
+    EXPECT_EQ(file.blocks[b].hosts, hosts);
+    EXPECT_EQ(file.blocks[b].names, names);
+    EXPECT_EQ(file.blocks[b].cached, hosts);
+  }
+  EXPECT_TRUE(located[dir_ / "sub"].has_blocks);
+  EXPECT_TRUE(located[dir_ / "sub"].blocks.empty()) << "a directory has no blocks";
+
+  // Not located: no blocks, but the same replication and block size.
+  auto plain = listed(JNI_FALSE);
+  EXPECT_TRUE(plain[big].blocks.empty());
+  EXPECT_EQ(plain[big].replication, 3);
+  EXPECT_EQ(plain[big].blocksize, 4 * kMiB);
 }
 
 KELP_INSTANTIATE_IN_BOTH_MODES(ListStatus);

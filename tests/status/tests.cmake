@@ -7,3 +7,4 @@ add_test(NAME status_daemon_only_paths
          COMMAND ${SANDBOX} ${CMAKE_CURRENT_LIST_DIR}/beside_root_daemon.sh
                  ${CMAKE_BINARY_DIR}/kelp-helperd $<TARGET_FILE:daemon_only_status>)
 set_tests_properties(status_daemon_only_paths PROPERTIES TIMEOUT 600 ENVIRONMENT "${TEST_ENV}")
+

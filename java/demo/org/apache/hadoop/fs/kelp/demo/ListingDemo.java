@@ -22,7 +22,7 @@ final class ListingDemo {
       return;
     }
     write(dir + "/small.txt", 10);
-    write(dir + "/two-and-a-half-mib.bin", (5L << 20) / 2);
+    write(dir + "/ten-mib.bin", 10L << 20);
     Files.createDirectories(Paths.get(dir, ".snapshots"));
     Files.deleteIfExists(Paths.get(dir, "dangling"));
     Files.createSymbolicLink(Paths.get(dir, "dangling"), Paths.get("nowhere"));
