@@ -17,7 +17,6 @@ using kelptest::jvm_env;
 // Native methods whose entry points are not built yet. Empty when the
 // library is complete.
 const std::set<std::string> kPending = {
-    "KelpFileSystem.nGetFileStatus",  "KelpFileSystem.nListStatus",
 };
 
 // JNI short name mangling of one identifier.

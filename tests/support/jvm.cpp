@@ -127,7 +127,6 @@ jobjectArray acl_entries(const std::vector<AclSpec>& entries) {
   return array;
 }
 
-namespace {
 jmethodID method_of(jobject obj, const char* method, const char* signature) {
   JNIEnv* env = jvm_env();
   jclass cls = env->GetObjectClass(obj);
@@ -136,6 +135,8 @@ jmethodID method_of(jobject obj, const char* method, const char* signature) {
   if (id == nullptr) die(method);
   return id;
 }
+
+namespace {
 jfieldID field_of(jobject obj, const char* field, const char* signature) {
   JNIEnv* env = jvm_env();
   jclass cls = env->GetObjectClass(obj);
