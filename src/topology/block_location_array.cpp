@@ -33,14 +33,15 @@ const BlockLocationClasses* block_location_classes(JNIEnv* env) {
   if (const BlockLocationClasses* c = gClasses.load(std::memory_order_acquire)) return c;
   MutexLock lock(&JniUtil::m_mutex);
   if (const BlockLocationClasses* c = gClasses.load(std::memory_order_acquire)) return c;
-  ScopedLocalRef<jclass> blockLocation(env, env->FindClass("Lorg/apache/hadoop/fs/BlockLocation;"));
+  ScopedLocalRef<jclass> blockLocation(env,
+                                       find_class(env, "Lorg/apache/hadoop/fs/BlockLocation;"));
   if (!blockLocation) return nullptr;
   jmethodID constructor = env->GetMethodID(blockLocation.get(), "<init>",
                                            "([Ljava/lang/String;[Ljava/lang/String;JJ)V");
   if (constructor == nullptr) return nullptr;
-  ScopedLocalRef<jclass> string(env, env->FindClass("Ljava/lang/String;"));
+  ScopedLocalRef<jclass> string(env, find_class(env, "Ljava/lang/String;"));
   if (!string) return nullptr;
-  ScopedLocalRef<jclass> stringArray(env, env->FindClass("[Ljava/lang/String;"));
+  ScopedLocalRef<jclass> stringArray(env, find_class(env, "[Ljava/lang/String;"));
   if (!stringArray) return nullptr;
   auto* c = new BlockLocationClasses{static_cast<jclass>(env->NewGlobalRef(blockLocation.get())),
                                      constructor,

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "details/fcntl_requests.h"
+#include "support/block_location_view.h"
 #include "support/connection_modes.h"
 #include "support/fake_daemon.h"
 #include "support/jvm.h"
@@ -47,6 +48,10 @@ TEST_P(Placement, SetReplication) {
   // Through the daemon only the descriptor is the daemon's: the request is
   // this process's in both modes.
   EXPECT_EQ(sent[0].pid, ::getpid());
+  // Block locations report the replicas the file now has.
+  auto blocks = kelptest::locations_of(kelptest::query(conn_, f, 0, -1));
+  ASSERT_EQ(blocks.size(), 1u);
+  EXPECT_EQ(blocks[0].hosts.size(), 3u);
 
   // Refusals of the file system, and a path that does not open.
   EXPECT_FALSE(KELP_NS(nSetReplication, jstr(f), jshort{4})) << "above the cluster's maximum";
@@ -55,6 +60,11 @@ TEST_P(Placement, SetReplication) {
   EXPECT_EQ(sim_attr(f, "replication"), "3");
   EXPECT_FALSE(KELP_NS(nSetReplication, jstr(dir_ / "missing"), jshort{2}));
   EXPECT_EQ(requests(dir_ / "missing").size(), 0u);
+
+  ASSERT_TRUE(KELP_NS(nSetReplication, jstr(f), jshort{1}));
+  blocks = kelptest::locations_of(kelptest::query(conn_, f, 0, -1));
+  ASSERT_EQ(blocks.size(), 1u);
+  EXPECT_EQ(blocks[0].hosts, (kelptest::Strings{blocks[0].hosts.at(0)}));
 }
 
 TEST_P(Placement, SetBlockGroupFactor) {

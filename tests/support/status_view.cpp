@@ -45,29 +45,6 @@ std::string class_name(jobject obj) {
   return name;
 }
 
-std::vector<std::string> strings(jobject obj, const char* getter) {
-  JNIEnv* env = jvm_env();
-  auto array = static_cast<jobjectArray>(get_object(obj, getter, "()[Ljava/lang/String;"));
-  std::vector<std::string> out;
-  for (jsize i = 0; array != nullptr && i < env->GetArrayLength(array); ++i) {
-    auto s = static_cast<jstring>(env->GetObjectArrayElement(array, i));
-    out.push_back(to_std(s));
-    env->DeleteLocalRef(s);
-  }
-  env->DeleteLocalRef(array);
-  return out;
-}
-
-BlockView block_view(jobject block) {
-  BlockView b;
-  b.names = strings(block, "getNames");
-  b.hosts = strings(block, "getHosts");
-  b.cached = strings(block, "getCachedHosts");
-  b.offset = get_long(block, "getOffset");
-  b.length = get_long(block, "getLength");
-  return b;
-}
-
 }  // namespace
 
 StatusView view(jobject status) {
@@ -100,7 +77,7 @@ StatusView view(jobject status) {
   v.has_blocks = blocks != nullptr;
   for (jsize i = 0; blocks != nullptr && i < env->GetArrayLength(blocks); ++i) {
     jobject b = env->GetObjectArrayElement(blocks, i);
-    if (b != nullptr) v.blocks.push_back(block_view(b));
+    if (b != nullptr) v.blocks.push_back(kelptest::location_of(b));
     env->DeleteLocalRef(b);
   }
   env->DeleteLocalRef(blocks);

@@ -8,15 +8,9 @@
 #include <string>
 #include <vector>
 
-namespace statustest {
+#include "support/block_location_view.h"
 
-struct BlockView {
-  std::vector<std::string> names;
-  std::vector<std::string> hosts;
-  std::vector<std::string> cached;
-  long long offset = 0;
-  long long length = 0;
-};
+namespace statustest {
 
 struct StatusView {
   std::string cls;  // the object's class, "org.apache.hadoop.fs.LocatedFileStatus"
@@ -33,7 +27,7 @@ struct StatusView {
   std::string path;  // getPath().toString()
   bool has_symlink = false;
   bool has_blocks = false;  // getBlockLocations() is not null
-  std::vector<BlockView> blocks;
+  std::vector<kelptest::Location> blocks;
 };
 
 // Every field of |status| (not null). Deletes the references it makes.

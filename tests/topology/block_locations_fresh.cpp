@@ -12,21 +12,21 @@
 
 #include "support/connection_modes.h"
 #include "support/sandbox.h"
-#include "topology/block_location_view.h"
+#include "support/block_location_view.h"
 
 namespace {
 
 using kelptest::admin_invocations;
 using kelptest::clear_admin_invocations;
-using topotest::address;
-using topotest::kMiB;
-using topotest::locations_of;
-using topotest::make_file;
-using topotest::map_requests;
-using topotest::node;
-using topotest::query;
-using topotest::Strings;
-using topotest::types_of;
+using kelptest::address;
+using kelptest::kMiB;
+using kelptest::locations_of;
+using kelptest::make_file;
+using kelptest::map_requests;
+using kelptest::node;
+using kelptest::query;
+using kelptest::Strings;
+using kelptest::types_of;
 using Types = std::vector<uint32_t>;
 
 constexpr int kLocal = -42;
@@ -161,7 +161,7 @@ TEST_F(Terabyte, ArrayStaysWithinTheLocalReferenceCapacity) {
   ASSERT_EQ(env_->GetArrayLength(array), blocks);
   for (jsize b : {jsize{0}, jsize{1}, blocks - 1}) {
     SCOPED_TRACE(b);
-    topotest::Location l = topotest::location_at(array, b);
+    kelptest::Location l = kelptest::location_at(array, b);
     EXPECT_EQ(l.offset, b * 4 * kMiB);
     EXPECT_EQ(l.length, 4 * kMiB);
     EXPECT_EQ(l.hosts, (Strings{node(1 + b % 4), node(1 + (b + 1) % 4), node(1 + (b + 2) % 4)}));

@@ -11,19 +11,19 @@
 #include "support/connection_modes.h"
 #include "support/file_info.h"
 #include "support/sandbox.h"
-#include "topology/block_location_view.h"
+#include "support/block_location_view.h"
 
 namespace {
 
 using kelptest::admin_invocations;
 using kelptest::clear_admin_invocations;
-using topotest::address;
-using topotest::kMiB;
-using topotest::locations_of;
-using topotest::make_file;
-using topotest::node;
-using topotest::query;
-using topotest::Strings;
+using kelptest::address;
+using kelptest::kMiB;
+using kelptest::locations_of;
+using kelptest::make_file;
+using kelptest::node;
+using kelptest::query;
+using kelptest::Strings;
 
 class BlockLocations : public kelptest::ConnectionModeTest {
  protected:
@@ -84,7 +84,7 @@ TEST_P(BlockLocations, WholeFileLaterStartsDirectoriesAndMissingPaths) {
   jobjectArray dir = query(conn_, dir_.path(), 0, 100 * kMiB);
   ASSERT_NE(dir, nullptr);
   EXPECT_EQ(env_->GetArrayLength(dir), 0);
-  auto requests = topotest::map_requests(dir_.path());
+  auto requests = kelptest::map_requests(dir_.path());
   ASSERT_FALSE(requests.empty());
   EXPECT_EQ(requests.back().start, 0);
   EXPECT_EQ(requests.back().length, 0);
@@ -135,7 +135,7 @@ TEST_P(BlockLocations, FilesNeedingSeveralRequests) {
   jobjectArray array = query(conn_, f, 0, -1);
   ASSERT_NE(array, nullptr);
   ASSERT_EQ(env_->GetArrayLength(array), blocks);
-  auto requests = topotest::map_requests(f);
+  auto requests = kelptest::map_requests(f);
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(requests[0].start, 0);
   EXPECT_EQ(requests[1].start, 2688 * 4 * kMiB);

@@ -1,8 +1,8 @@
 // Shared by the block-location tests: the BlockLocation[] that
 // nGetFileBlockLocations returns, read back into plain values, sparse files
 // of a given size, and the block-map requests the simulated library saw.
-#ifndef KELP_TESTS_TOPOLOGY_BLOCK_LOCATION_VIEW_H
-#define KELP_TESTS_TOPOLOGY_BLOCK_LOCATION_VIEW_H
+#ifndef KELP_TESTS_SUPPORT_BLOCK_LOCATION_VIEW_H
+#define KELP_TESTS_SUPPORT_BLOCK_LOCATION_VIEW_H
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@
 #include "support/jvm.h"
 #include "support/sandbox.h"
 
-namespace topotest {
+namespace kelptest {
 
 constexpr int64_t kMiB = int64_t{1} << 20;
 
@@ -72,11 +72,9 @@ inline Strings strings_of(jobject obj, const char* getter) {
   return out;
 }
 
-// Element |i| of |array|, reading cached hosts when |withCached| (the
-// stand-in of an older Hadoop has no getCachedHosts).
-inline Location location_at(jobjectArray array, jsize i, bool withCached = true) {
-  JNIEnv* env = kelptest::jvm_env();
-  jobject loc = env->GetObjectArrayElement(array, i);
+// A BlockLocation read through its getters, cached hosts only when
+// |withCached| (the stand-in of an older Hadoop has no getCachedHosts).
+inline Location location_of(jobject loc, bool withCached = true) {
   Location l;
   if (loc == nullptr) return l;
   l.names = strings_of(loc, "getNames");
@@ -84,7 +82,15 @@ inline Location location_at(jobjectArray array, jsize i, bool withCached = true)
   if (withCached) l.cached = strings_of(loc, "getCachedHosts");
   l.offset = long_of(loc, "getOffset");
   l.length = long_of(loc, "getLength");
-  env->DeleteLocalRef(loc);
+  return l;
+}
+
+// Element |i| of |array|.
+inline Location location_at(jobjectArray array, jsize i, bool withCached = true) {
+  JNIEnv* env = kelptest::jvm_env();
+  jobject loc = env->GetObjectArrayElement(array, i);
+  Location l = location_of(loc, withCached);
+  if (loc != nullptr) env->DeleteLocalRef(loc);
   return l;
 }
 
@@ -146,6 +152,6 @@ inline std::vector<uint32_t> types_of(const std::vector<MapRequest>& requests) {
   return out;
 }
 
-}  // namespace topotest
+}  // namespace kelptest
 
-#endif  // KELP_TESTS_TOPOLOGY_BLOCK_LOCATION_VIEW_H
+#endif  // KELP_TESTS_SUPPORT_BLOCK_LOCATION_VIEW_H
