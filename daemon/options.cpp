@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kUsage =
     "usage: kelp-helperd [--local | --serve] [--allow-uid UID]... [--allow-user NAME]...\n"
-    "                    [--max-clients N] [--ready-fd FD]\n"
+    "                    [--max-clients N] [--ready-fd FD] [--log-connections]\n"
     "\n"
     "Privileged helper daemon of the Kelp Hadoop library, listening on\n"
     "/var/run/kelp_conn_sock.\n"
@@ -27,7 +27,8 @@ constexpr const char* kUsage =
     "  --allow-user NAME  accept peers running as user NAME (repeatable)\n"
     "                     without any --allow-*, only root is accepted\n"
     "  --max-clients N    connections served at once (default 256)\n"
-    "  --ready-fd FD      write one byte to FD and close it once listening\n";
+    "  --ready-fd FD      write one byte to FD and close it once listening\n"
+    "  --log-connections  log every connection as it is accepted and as it ends\n";
 
 bool parse_int(const char* text, long min, long max, long& out) {
   if (text == nullptr || *text == '\0') return false;
@@ -71,6 +72,8 @@ bool parse_options(int argc, char** argv, Options& options, int& exit_status) {
       if (kelp::usrname_to_uid(value, uid) != 0) return usage_error("unknown user", value, exit_status);
       options.allowed_uids.insert(uid);
       ++i;
+    } else if (std::strcmp(opt, "--log-connections") == 0) {
+      options.log_connections = true;
     } else if (std::strcmp(opt, "--max-clients") == 0) {
       if (!parse_int(value, 1, 65536, n))
         return usage_error("bad --max-clients", value, exit_status);

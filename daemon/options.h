@@ -19,6 +19,8 @@ struct Options {
   int ready_fd = -1;
   // Connections served at once; more are closed at once.
   int max_clients = 256;
+  // One log line when a client connects and one when its connection ends.
+  bool log_connections = false;
 };
 
 // Parses argv. On a usage error prints the reason and the usage to stderr

@@ -6,6 +6,7 @@
 #include "channel/payload.h"
 #include "details/fcntl_requests.h"
 #include "fsops/local_ops.h"
+#include "snapshot/snapshot.h"
 
 namespace kelpd {
 namespace {
@@ -41,7 +42,7 @@ int create_failure(int result) { return result >= -128 ? result : -EIO; }
 }  // namespace
 
 Outcome perform(char type, const std::vector<char>& payload, Reply& reply) {
-  std::string path, target, user, group;
+  std::string path, target, user, group, name, link, new_link;
   int mode = 0, replication = 0, flag = 0, bgf = 0;
   switch (type) {
     case kelp::kMsgOpen:
@@ -122,13 +123,22 @@ Outcome perform(char type, const std::vector<char>& payload, Reply& reply) {
       set_byte(reply, kelp::kelp_set_block_group_factor(path.c_str(), bgf) ? 1 : 0);
       break;
 
-    // NOT YET SERVED: the snapshot requests. Their operations are not part
-    // of the library yet; until they are, every such request fails.
-    case kelp::kMsgDeleteSnapshot:
     case kelp::kMsgCreateSnapshot:
+      if (!read_all(payload, path, name, link)) return Outcome::kMalformed;
+      set_byte(reply, kelp::kelp_createSnapshot(path.c_str(), name.c_str(), link.c_str()));
+      break;
     case kelp::kMsgCreateSnapshotAs:
+      if (!read_all(payload, path, name, link, user, group)) return Outcome::kMalformed;
+      set_byte(reply, kelp::kelp_createSnapshotAs(path.c_str(), name.c_str(), link.c_str(),
+                                                  user.c_str(), group.c_str()));
+      break;
+    case kelp::kMsgDeleteSnapshot:
+      if (!read_all(payload, path, link)) return Outcome::kMalformed;
+      set_byte(reply, kelp::kelp_deleteSnapshot(path.c_str(), link.c_str()));
+      break;
     case kelp::kMsgRenameSnapshot:
-      set_byte(reply, 0);
+      if (!read_all(payload, path, link, new_link)) return Outcome::kMalformed;
+      set_byte(reply, kelp::kelp_renameSnapshot(path.c_str(), link.c_str(), new_link.c_str()));
       break;
 
     default:

@@ -113,6 +113,11 @@ class Sessions final {
       ::close(peer.fd);
       return;
     }
+    // Logged before the session thread exists, so the line is written before
+    // the client can see its handshake answered.
+    if (options_.log_connections) {
+      log_line("client pid %d uid %u: connected", peer.pid, peer.uid);
+    }
     auto session = std::make_unique<Session>();
     session->peer = peer;
     Session* s = session.get();
@@ -171,6 +176,9 @@ class Sessions final {
 
   void run(Session* s) {
     serve_client(s->peer, options_);
+    if (options_.log_connections) {
+      log_line("client pid %d uid %u: connection ended", s->peer.pid, s->peer.uid);
+    }
     std::lock_guard<std::mutex> lock(mu_);
     ::close(s->peer.fd);
     s->peer.fd = -1;

@@ -4,8 +4,9 @@
 
 #include <cstring>
 
-#include "kelp.h"
+#include "channel/connection.h"
 #include "jni/fd.h"
+#include "kelp.h"
 
 namespace kelp {
 namespace {
@@ -47,6 +48,11 @@ BlockGroupFactorRequest build_block_group_factor_request(uint32_t factor) {
 bool kelp_set_replication_fd(int fd, int32_t replicas) {
   ReplicationRequest r = build_replication_request(replicas);
   return kelp_fcntl(fd, r.data()) == 0;
+}
+
+bool kelp_set_replication(int connection, const char* path, int32_t replicas) {
+  UniqueFd fd(helper_get_fd(connection, path));
+  return fd && kelp_set_replication_fd(fd.get(), replicas);
 }
 
 bool kelp_set_block_group_factor(const char* path, int factor) {

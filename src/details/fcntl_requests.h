@@ -25,6 +25,11 @@ BlockGroupFactorRequest build_block_group_factor_request(uint32_t factor);
 // file system accepted it.
 bool kelp_set_replication_fd(int fd, int32_t replicas);
 
+// Sets the replication of |path| through a read-only descriptor from
+// helper_get_fd (opened here, or received from the daemon on |connection|);
+// true when the file system accepted it.
+bool kelp_set_replication(int connection, const char* path, int32_t replicas);
+
 // Opens |path| read-write and sets its block-group factor; true on success.
 bool kelp_set_block_group_factor(const char* path, int factor);
 

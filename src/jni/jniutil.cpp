@@ -1,6 +1,8 @@
 #include "jni/jniutil.h"
 
+#include <cstring>
 #include <initializer_list>
+#include <string>
 
 #include "jni/mutex.h"
 
@@ -35,8 +37,17 @@ JniUtilInit jniutil_init __attribute__((init_priority(1200)));
 
 }  // namespace
 
+jclass find_class(JNIEnv* env, const char* name) {
+  jclass found = env->FindClass(name);
+  size_t len = std::strlen(name);
+  if (found != nullptr || len < 3 || name[0] != 'L' || name[len - 1] != ';') return found;
+  env->ExceptionClear();
+  std::string plain(name + 1, len - 2);
+  return env->FindClass(plain.c_str());
+}
+
 jclass JniUtil::findJavaClass(JNIEnv* env, const char* name, jclass& out) {
-  jclass local = env->FindClass(name);
+  jclass local = find_class(env, name);
   if (env->ExceptionCheck()) {
     env->ExceptionClear();
     throw -1;

@@ -1,11 +1,13 @@
 // Block locations of a file: the block-map reader (requests 3006 and 3005 of
-// libkelp.so) and the BlockLocation[] builder.
+// libkelp.so), the per-block hosts worked out from the topology maps, and
+// the BlockLocation[] builder.
 #ifndef KELP_TOPOLOGY_BLOCK_LOCATIONS_H
 #define KELP_TOPOLOGY_BLOCK_LOCATIONS_H
 
 #include <jni.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace kelp {
@@ -28,11 +30,63 @@ struct BlockMap {
   bool cached_layout = false;    // records of request 3006 (disks, then cache nodes)
 };
 
+// Bytes of one block record of |replicas| replicas in either layout:
+// 3006: the disk numbers, then the cache node numbers (4 bytes each);
+// 3005: the block's offset (8 bytes), then the disk numbers.
+inline int64_t block_record_size(bool cachedLayout, int32_t replicas) {
+  return cachedLayout ? 8 * int64_t{replicas} : 8 + 4 * int64_t{replicas};
+}
+
+// A cache node number meaning "not cached".
+constexpr uint32_t kNotCached = 0xFFFFFFFF;
+// Cached hosts reported per block at most (the file system's replica limit).
+constexpr int kMaxCachedHosts = 3;
+
 // Reads the block map of |path| (or of the open descriptor |fd| when it is
 // not negative) into |out|. 0 on success, also when a later pass failed
 // after earlier ones; 1 on failure. Always closes the descriptor it worked on.
 int kelpGetFileBlockLocationOLD(int daemonFd, const char* path, FilemapIn& filemap,
                                 BlockMap& out, int fd);
+
+// Resolves |hostName| to its first IPv4 address and stores "a.b.c.d:0" in
+// |out|: 1. 0 when it does not resolve to one (|out| untouched). Safe to call
+// on several threads at once.
+int host2IP(const std::string& hostName, std::string& out);
+
+// What the BlockLocation objects of one block map hold, worked out without
+// Java. Host names are stored once and referred to by index.
+struct BlockHostsPlan {
+  struct Host {
+    std::string name;     // the node name ("" for an unknown disk)
+    std::string address;  // "ip:0", when |resolves|
+    bool resolves = false;
+  };
+  struct Block {
+    int64_t offset = 0;
+    int64_t length = 0;
+    int cachedCount = 0;  // 0..kMaxCachedHosts
+  };
+  int replicas = 0;
+  bool cachedLayout = false;  // blocks carry cached hosts (setCachedHosts)
+  std::vector<Host> hosts;
+  std::vector<Block> blocks;
+  std::vector<uint32_t> replicaHosts;  // blocks x replicas indexes into |hosts|
+  std::vector<uint32_t> cachedHosts;   // blocks x kMaxCachedHosts indexes into |hosts|
+
+  const Host& replica_host(size_t block, int replica) const {
+    return hosts[replicaHosts[block * replicas + replica]];
+  }
+  const Host& cached_host(size_t block, int i) const {
+    return hosts[cachedHosts[block * kMaxCachedHosts + i]];
+  }
+};
+
+// The hosts, offsets and lengths of the first |blockCount| blocks of |map|
+// (no blocks when |replicas| is not positive). Disk numbers are named through
+// gDevIdToNodeMap, cache nodes through nodeId2Name (which may run
+// kplscluster), and each distinct host is resolved once. In the 3006 layout
+// offsets run from |start|; in the 3005 layout they are the records' own.
+BlockHostsPlan plan_block_hosts(int blockCount, int replicas, int64_t start, const BlockMap& map);
 
 // A BlockLocation[] of |blockCount| elements built from |map|, or null with a
 // Java exception pending when a class or method is missing.

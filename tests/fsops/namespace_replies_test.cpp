@@ -10,6 +10,7 @@
 #include "support/connection_modes.h"
 #include "support/fake_daemon.h"
 #include "support/jvm.h"
+#include "support/scripted_daemon.h"
 
 namespace {
 
@@ -21,35 +22,7 @@ using kelptest::take_exception;
 
 std::string str0(const std::string& s) { return s + '\0'; }
 
-class Replies : public kelptest::JniTest {
- protected:
-  void TearDown() override {
-    hang_up();
-    JniTest::TearDown();
-  }
-
-  // Starts a stand-in that serves with |script| (after the one before) and
-  // connects to it.
-  void serve(std::map<char, FakeDaemon::Answer> script) {
-    hang_up();
-    script['l'] = byte_answer(2);
-    daemon_ = std::make_unique<FakeDaemon>(std::move(script));
-    conn_ = Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, jstr("u"), nullptr);
-    ASSERT_GE(conn_, 0);
-  }
-  void hang_up() {
-    if (conn_ >= 0) Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, fs_, conn_);
-    conn_ = -1;
-    daemon_.reset();
-  }
-  // The last request the stand-in received: its type, then its payload.
-  std::string last() {
-    auto frames = daemon_->frames();
-    return frames.empty() ? "" : frames.back();
-  }
-
-  std::unique_ptr<FakeDaemon> daemon_;
-};
+class Replies : public kelptest::ScriptedDaemonTest {};
 
 TEST_F(Replies, DescriptorRequestsAndTheirOddAnswers) {
   ASSERT_NO_FATAL_FAILURE(serve({{'c', byte_answer(-17)}, {'C', byte_answer(-1)}}));

@@ -131,7 +131,6 @@ jobjectArray acl_entries(const std::vector<AclSpec>& entries) {
   return array;
 }
 
-namespace {
 jmethodID method_of(jobject obj, const char* method, const char* signature) {
   JNIEnv* env = jvm_env();
   jclass cls = env->GetObjectClass(obj);
@@ -140,6 +139,8 @@ jmethodID method_of(jobject obj, const char* method, const char* signature) {
   if (id == nullptr) die(method);
   return id;
 }
+
+namespace {
 jfieldID field_of(jobject obj, const char* field, const char* signature) {
   JNIEnv* env = jvm_env();
   jclass cls = env->GetObjectClass(obj);

@@ -41,6 +41,9 @@ struct AclSpec {
 };
 jobjectArray acl_entries(const std::vector<AclSpec>& entries);
 
+// The method |method| of |obj|'s class; aborts when there is none.
+jmethodID method_of(jobject obj, const char* method, const char* signature);
+
 // Calls an int/boolean/object getter with no arguments.
 jobject call_object(jobject obj, const char* method, const char* signature);
 bool call_boolean(jobject obj, const char* method);
