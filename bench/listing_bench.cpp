@@ -2,8 +2,9 @@
 // (nListStatus) and block locations (nGetFileBlockLocations), each in the same
 // run as its baselines, and a table of the ratios at the end:
 //   - a plain C++ loop making per entry exactly the calls a status record
-//     needs (readdir, stat, the ACL probe; each distinct owner and group
-//     resolved once), the floor for any listing;
+//     needs (readdir, stat, an open, the block-map request that gives the
+//     replication and block size, close, the ACL probe; each distinct owner
+//     and group resolved once), the floor for any listing;
 //   - the same listing in pure Java (java.nio.file, PosixFileAttributes),
 //     through the harness class org.apache.hadoop.fs.kelp.bench.KelpBench;
 //   - for block locations, pure Java building the identical BlockLocation[].
@@ -17,6 +18,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
@@ -25,6 +27,7 @@
 
 #include "details/fcntl_requests.h"
 #include "jni/fd.h"
+#include "kelp.h"
 #include "org_apache_hadoop_fs_kelp_KelpFileSystem.h"
 #include "status/identity.h"
 #include "support/helper_daemon.h"
@@ -67,15 +70,14 @@ void make_block_file(const char* name, int64_t size) {
   }
 }
 
-// The helper daemon for the daemon-mode runs, started once.
+// A serving helper daemon for the whole run: a listing's workers each need a
+// connection of their own (without one the caller lists alone), whether the
+// caller itself works locally (-42) or through the daemon too.
+std::unique_ptr<kelptest::HelperDaemon> gDaemon;
+
 int daemon_connection() {
-  static std::unique_ptr<kelptest::HelperDaemon> daemon;
-  static int conn = -1;
-  if (!daemon) {
-    daemon = std::make_unique<kelptest::HelperDaemon>(std::vector<std::string>{"--serve"});
-    conn = Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(jvm_env(), kelptest::kelp_fs(),
-                                                                  jstr("root"), nullptr);
-  }
+  static int conn = Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(
+      jvm_env(), kelptest::kelp_fs(), jstr("root"), nullptr);
   return conn;
 }
 
@@ -105,9 +107,31 @@ long list_status(int conn, const std::string& dir, int threads, bool located) {
   return r == nullptr ? -1 : env->GetArrayLength(r);
 }
 
-// The floor: readdir, stat and the ACL probe per entry, each distinct owner
-// and group resolved once.
+// A block-map request for |length| bytes from 0, as libkelp.so takes it.
+bool block_map_request(int fd, std::vector<uint8_t>& buf, uint32_t type, int64_t length) {
+  constexpr uint32_t kSize = 64584;
+  buf.resize(kSize);
+  std::memset(buf.data(), 0, 72);  // the header and reply fields, as the library does
+  uint32_t words[] = {kSize, 1, 0, 0, kSize - 16, type};
+  std::memcpy(buf.data(), words, sizeof words);
+  int64_t args[] = {0, kDefaultBlockSize, length};
+  std::memcpy(buf.data() + 24, args, sizeof args);
+  return kelp_fcntl(fd, buf.data()) == 0;
+}
+
+// The floor: per entry stat, open, the block-map request (length 0: no
+// blocks are wanted), close and the ACL probe; each distinct owner and group
+// resolved once.
 long baseline_loop(const std::string& dir) {
+  static std::vector<uint8_t> request;
+  static const uint32_t type = [] {
+    // The library asks for cache nodes when the file system answers them.
+    std::vector<uint8_t> probe;
+    kelp::UniqueFd fd(::open(kBenchRoot, O_RDONLY | O_CLOEXEC));
+    return block_map_request(fd.get(), probe, KELP_FCNTL_GET_BLOCKMAP_CACHED, 0)
+               ? KELP_FCNTL_GET_BLOCKMAP_CACHED
+               : KELP_FCNTL_GET_BLOCKMAP;
+  }();
   DIR* d = ::opendir(dir.c_str());
   if (d == nullptr) return -1;
   kelp::UniqueDir owner(d);
@@ -120,6 +144,10 @@ long baseline_loop(const std::string& dir) {
     path.assign(dir).append("/").append(e->d_name);
     struct stat st;
     if (::stat(path.c_str(), &st) != 0) continue;
+    {
+      kelp::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+      benchmark::DoNotOptimize(block_map_request(fd.get(), request, type, 0));
+    }
     benchmark::DoNotOptimize(::getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0));
     char name[256];
     if (users.find(st.st_uid) == users.end() && kelp::uid_to_usrname(st.st_uid, name, sizeof name) == 0) {
@@ -214,7 +242,7 @@ void register_all() {
               listing_name(entries, mode, located, threads).c_str(),
               [=](benchmark::State& s) {
                 int conn = std::string(mode) == "local" ? -42 : daemon_connection();
-                if (conn < 0) {
+                if (conn == -1) {
                   s.SkipWithError("no helper daemon");
                   return;
                 }
@@ -295,11 +323,17 @@ int main(int argc, char** argv) {
   kelptest::require_sandbox();
   for (int entries : kListingSizes) make_listing_dir(entries);
   for (const auto& f : kBlockFiles) make_block_file(f.first, f.second);
+  gDaemon = std::make_unique<kelptest::HelperDaemon>(std::vector<std::string>{"--serve"});
+  if (!gDaemon->ready()) {
+    std::fprintf(stderr, "the helper daemon did not start: %s\n", gDaemon->log().c_str());
+    return 1;
+  }
   register_all();
   benchmark::Initialize(&argc, argv);
   Collector collector;
   benchmark::RunSpecifiedBenchmarks(&collector);
   print_ratios(collector);
   benchmark::Shutdown();
+  gDaemon.reset();
   return 0;
 }

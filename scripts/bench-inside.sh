@@ -37,7 +37,7 @@ ready=$(mktemp -u /run/kelp-bench-ready.XXXXXX)
 mkfifo -m 600 "$ready"
 "$build/kelp-helperd" --serve --ready-fd 3 3>"$ready" &
 daemon_pid=$!
-IFS= read -r -n 1 _ <"$ready" || true
+IFS= read -r -n 1 byte <"$ready" || true
 rm -f "$ready"
 echo
 echo "=== Java harness: listings through the helper daemon"

@@ -45,6 +45,10 @@ struct Placement {
   std::string path;  // applies to files under this prefix ("" for all)
   std::vector<uint32_t> disks;
   std::vector<uint32_t> cache;  // empty: nothing cached
+  // A prefix that is the root of a mount matches by device, which needs no
+  // look at the descriptor's path.
+  bool byDevice = false;
+  dev_t device = 0;
 };
 
 struct Settings {
@@ -93,7 +97,13 @@ Settings read_settings(const Scenario& s) {
   for (const ScenarioRecord* r : s.all("placement")) {
     Placement p{r->option("path"), parse_list(r->option("disks")), parse_list(r->option("cache"))};
     if (p.disks.empty()) continue;
-    out.placementByPath = out.placementByPath || !p.path.empty();
+    struct stat dir, parent;
+    if (!p.path.empty() && ::stat(p.path.c_str(), &dir) == 0 &&
+        ::stat((p.path + "/..").c_str(), &parent) == 0 && dir.st_dev != parent.st_dev) {
+      p.byDevice = true;
+      p.device = dir.st_dev;
+    }
+    out.placementByPath = out.placementByPath || (!p.path.empty() && !p.byDevice);
     out.placements.push_back(std::move(p));
   }
   if (out.placements.empty()) {
@@ -123,29 +133,21 @@ std::shared_ptr<const Settings> current_settings() {
   return settings;
 }
 
-// The file's "replication" attribute, or |fallback|. The attribute file
-// (sim_state.cpp: files/<dev>:<ino>, replaced whole on every change) is
-// read again only when it changed.
+// The file's "replication" attribute, or |fallback|; read again only after
+// the simulation's state changed.
 uint32_t file_replication(const struct stat& st, uint32_t fallback) {
   struct Cached {
-    ino_t fileIno;
-    struct timespec mtime;
-    off_t size;
-    uint32_t replication;
+    uint64_t generation;
+    uint32_t replication;  // 0: none set
   };
   static std::mutex mu;
   static std::map<std::pair<dev_t, ino_t>, Cached> cache;
-  static const std::string dir = state_dir() + "/files/";
-  struct stat attrs;
-  std::string path = dir + std::to_string(st.st_dev) + ":" + std::to_string(st.st_ino);
-  if (::stat(path.c_str(), &attrs) != 0) return fallback;
-  std::pair<dev_t, ino_t> key(st.st_dev, st.st_ino);
+  const std::pair<dev_t, ino_t> key(st.st_dev, st.st_ino);
+  const uint64_t generation = state_generation();
   {
     std::lock_guard<std::mutex> lock(mu);
     auto it = cache.find(key);
-    if (it != cache.end() && it->second.fileIno == attrs.st_ino && it->second.size == attrs.st_size &&
-        it->second.mtime.tv_sec == attrs.st_mtim.tv_sec &&
-        it->second.mtime.tv_nsec == attrs.st_mtim.tv_nsec) {
+    if (it != cache.end() && it->second.generation == generation) {
       return it->second.replication == 0 ? fallback : it->second.replication;
     }
   }
@@ -155,16 +157,18 @@ uint32_t file_replication(const struct stat& st, uint32_t fallback) {
     replication = std::min(replication, kMaxReplicas);
   }
   std::lock_guard<std::mutex> lock(mu);
-  if (cache.size() > 4096) cache.clear();
-  cache[key] = Cached{attrs.st_ino, attrs.st_mtim, attrs.st_size, replication};
+  if (cache.size() > (size_t{1} << 18)) cache.clear();
+  cache[key] = Cached{generation, replication};
   return replication == 0 ? fallback : replication;
 }
 
-const Placement& placement_for(const Settings& s, int fd) {
-  std::string path = s.placementByPath ? fd_path(fd) : "";
+const Placement& placement_for(const Settings& s, const Request& r) {
+  std::string path = s.placementByPath ? fd_path(r.fd) : "";
   const Placement* chosen = nullptr;
   for (const Placement& p : s.placements) {
-    if (p.path.empty() || path.compare(0, p.path.size(), p.path) == 0) chosen = &p;
+    bool applies = p.path.empty() || (p.byDevice ? r.st.st_dev == p.device
+                                                 : path.compare(0, p.path.size(), p.path) == 0);
+    if (applies) chosen = &p;
   }
   return chosen != nullptr ? *chosen : s.placements.front();
 }
@@ -195,7 +199,7 @@ int get_block_map(const Request& r) {
   store32(r.bytes + 60, static_cast<uint32_t>(blocks));
   store32(r.bytes + 64, static_cast<uint32_t>(blockSize));
 
-  const Placement& p = placement_for(s, r.fd);
+  const Placement& p = placement_for(s, r);
   uint8_t* out = r.bytes + kRecordsAt;
   for (int64_t b = first; b < first + blocks; ++b) {
     if (!cached) {

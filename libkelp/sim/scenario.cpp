@@ -142,6 +142,7 @@ struct Cache {
   struct timespec mtime {};
   off_t size = -1;
   std::shared_ptr<const Scenario> scenario = std::make_shared<Scenario>();
+  uint64_t generation = 0;  // the state generation of the last check (valid once loaded)
 };
 
 Cache& cache() {
@@ -155,24 +156,32 @@ std::string scenario_path() { return state_dir() + "/scenario"; }
 
 std::shared_ptr<const Scenario> current_scenario() {
   Cache& c = cache();
+  uint64_t generation = state_generation();
+  {
+    std::lock_guard<std::mutex> lock(c.mu);
+    if (c.loaded && c.generation == generation) return c.scenario;
+  }
   struct stat st;
   bool present = ::stat(scenario_path().c_str(), &st) == 0;
   std::lock_guard<std::mutex> lock(c.mu);
   if (!present) {
     if (c.loaded && c.size != -1) c.scenario = std::make_shared<Scenario>();
     c.loaded = true;
+    c.generation = generation;
     c.size = -1;
     return c.scenario;
   }
   // The file is replaced by rename, so a new scenario is a new inode.
   if (c.loaded && c.size == st.st_size && c.dev == st.st_dev && c.ino == st.st_ino &&
       c.mtime.tv_sec == st.st_mtim.tv_sec && c.mtime.tv_nsec == st.st_mtim.tv_nsec) {
+    c.generation = generation;
     return c.scenario;
   }
   std::string text;
   if (!read_text_file(scenario_path(), text)) return c.scenario;
   c.scenario = std::make_shared<Scenario>(Scenario::parse(text));
   c.loaded = true;
+  c.generation = generation;
   c.dev = st.st_dev;
   c.ino = st.st_ino;
   c.mtime = st.st_mtim;
@@ -181,7 +190,9 @@ std::shared_ptr<const Scenario> current_scenario() {
 }
 
 bool install_scenario(const std::string& text) {
-  return write_text_file_atomically(scenario_path(), text);
+  bool written = write_text_file_atomically(scenario_path(), text);
+  bump_generation();
+  return written;
 }
 
 bool parse_size(const std::string& text, int64_t& out) {

@@ -3,13 +3,17 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <mutex>
 #include <sstream>
 
 #include "scenario.h"
@@ -104,13 +108,13 @@ bool set_key(const std::string& file, const std::string& key, const std::string&
   keys[key] = value;
   std::string out;
   for (const auto& kv : keys) out += kv.first + "=" + kv.second + "\n";
-  return write_text_file_atomically(file, out);
+  bool written = write_text_file_atomically(file, out);
+  bump_generation();
+  return written;
 }
 
 std::string attr_file(const struct stat& st) {
-  std::string dir = state_dir() + "/files";
-  ensure_dir(dir);
-  return dir + "/" + std::to_string(st.st_dev) + ":" + std::to_string(st.st_ino);
+  return state_dir() + "/files/" + std::to_string(st.st_dev) + ":" + std::to_string(st.st_ino);
 }
 
 void remove_tree_contents(const std::string& dir) {
@@ -126,10 +130,51 @@ void remove_tree_contents(const std::string& dir) {
 }  // namespace
 
 std::string state_dir() {
-  const char* env = std::getenv("KELP_SIM_DIR");
-  std::string dir = (env != nullptr && *env != '\0') ? env : "/run/kelp-sim";
-  ensure_dir(dir);
+  // Made once per process: a mkdir of an existing directory still takes its
+  // parent's lock, which would serialise every request of every thread.
+  static const std::string dir = [] {
+    const char* env = std::getenv("KELP_SIM_DIR");
+    std::string d = (env != nullptr && *env != '\0') ? env : "/run/kelp-sim";
+    ensure_dir(d);
+    ensure_dir(d + "/fail");
+    ensure_dir(d + "/files");
+    return d;
+  }();
   return dir;
+}
+
+namespace {
+
+// The shared counter: 8 bytes of $KELP_SIM_DIR/generation, mapped once per
+// process. Null when the file cannot be made or mapped.
+uint64_t* generation_word() {
+  static uint64_t* word = []() -> uint64_t* {
+    Fd fd(::open((state_dir() + "/generation").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+    if (fd.get() < 0) return nullptr;
+    ::fchmod(fd.get(), 0666);
+    struct stat st;
+    if (::fstat(fd.get(), &st) != 0) return nullptr;
+    if (st.st_size < static_cast<off_t>(sizeof(uint64_t)) &&
+        ::ftruncate(fd.get(), sizeof(uint64_t)) != 0) {
+      return nullptr;
+    }
+    void* p = ::mmap(nullptr, sizeof(uint64_t), PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
+    return p == MAP_FAILED ? nullptr : static_cast<uint64_t*>(p);
+  }();
+  return word;
+}
+
+}  // namespace
+
+uint64_t state_generation() {
+  static std::atomic<uint64_t> unshared{1};
+  uint64_t* word = generation_word();
+  if (word == nullptr) return unshared.fetch_add(1) << 1 | 1;  // odd: never matches a stamp twice
+  return __atomic_load_n(word, __ATOMIC_ACQUIRE) << 1;
+}
+
+void bump_generation() {
+  if (uint64_t* word = generation_word()) __atomic_fetch_add(word, 1, __ATOMIC_ACQ_REL);
 }
 
 bool get_attr(const struct stat& st, const std::string& key, std::string& value) {
@@ -215,17 +260,38 @@ void clear_log() { ::unlink((state_dir() + "/requests.log").c_str()); }
 
 bool inject_failure(const std::string& what, int err) {
   std::string dir = state_dir() + "/fail";
-  ensure_dir(dir);
-  return write_text_file_atomically(dir + "/" + what, std::to_string(err) + "\n");
+  bool written = write_text_file_atomically(dir + "/" + what, std::to_string(err) + "\n");
+  bump_generation();
+  return written;
 }
 
 int take_failure(const std::string& what) {
-  std::string dir = state_dir() + "/fail";
-  std::string pending = dir + "/" + what;
-  // Renaming claims the failure: of several racing requests exactly one wins.
-  std::string claimed = pending + ".taken." + std::to_string(::getpid()) + "." +
+  static const std::string dir = state_dir() + "/fail/";
+  // The kinds found with nothing pending, and in which generation: until
+  // the next change nothing can be pending for them.
+  static std::mutex mu;
+  static std::map<std::string, uint64_t> none_pending;
+  uint64_t generation = state_generation();
+  {
+    std::lock_guard<std::mutex> lock(mu);
+    auto it = none_pending.find(what);
+    if (it != none_pending.end() && it->second == generation) return 0;
+  }
+  std::string pending = dir + what;
+  // A stat says "nothing" without the directory lock a rename takes.
+  struct stat st;
+  if (::stat(pending.c_str(), &st) != 0) {
+    std::lock_guard<std::mutex> lock(mu);
+    none_pending[what] = generation;
+    return 0;
+  }
+  // Renaming claims the failure: of several racing requests exactly one
+  // wins, whatever name each claims it under.
+  static std::atomic<unsigned long> claims{0};
+  std::string claimed = pending + ".taken." + std::to_string(claims++) + "." +
                         std::to_string(reinterpret_cast<uintptr_t>(&pending));
   if (::rename(pending.c_str(), claimed.c_str()) != 0) return 0;
+  bump_generation();
   std::string text;
   read_text_file(claimed, text);
   ::unlink(claimed.c_str());
@@ -301,6 +367,7 @@ void reset() {
   ::unlink((dir + "/config").c_str());
   clear_log();
   clear_invocations();
+  bump_generation();
 }
 
 std::string fd_path(int fd) {

@@ -24,6 +24,16 @@ namespace kelpsim {
 
 std::string state_dir();
 
+// A counter shared by every process of the sandbox, raised by every change
+// made through these functions (attributes, settings, failures, the
+// scenario). Readers that cache what they read from the state files stamp
+// it with the generation they saw first, and need no system call to know it
+// is still current: a simulated request then costs about what a real one
+// does, one call into the kernel. When the counter cannot be shared, every
+// reading is a new generation.
+uint64_t state_generation();
+void bump_generation();
+
 // Whole-file helpers for the state files.
 bool read_text_file(const std::string& path, std::string& out);
 bool write_text_file_atomically(const std::string& path, const std::string& text);

@@ -1,9 +1,11 @@
 #include "status/file_status.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
 #include "channel/connection.h"
+#include "fsops/kelpHadoop.h"
 #include "jni/fd.h"
 #include "jni/logging.h"
 #include "status/owner_names.h"
@@ -34,6 +36,10 @@ std::unique_ptr<fileStatus> make_file_status(int daemonFd, const char* path, boo
       return nullptr;
     }
     if (::fstat(fd.get(), &st) != 0) return nullptr;
+  } else if (daemonFd == kLocalConnection) {
+    // The block-map reader would open it through kelp_open, which stats it
+    // once more first: that stat just succeeded here.
+    fd.reset(::open(path, O_RDONLY | O_CLOEXEC));
   }
   if (build_devid_map() != 0) {
     debug_log("status of %s: no device map", path);

@@ -1,115 +1,180 @@
 #include "status/status_object.h"
 
+#include <algorithm>
 #include <atomic>
+#include <unordered_map>
+#include <vector>
 
-#include "jni/jniutil.h"
-#include "jni/mutex.h"
+#include "topology/result_factory.h"
 
 namespace kelp {
 namespace {
 
-// Locals one object needs at once, with room for the block-location builder's.
-constexpr jint kObjectFrameCapacity = 64;
-
-struct StatusClasses {
-  jclass path = nullptr;
-  jmethodID path_init = nullptr;
-  jclass permission = nullptr;
-  jmethodID permission_init = nullptr;
-  jclass located = nullptr;
-  jmethodID located_init = nullptr;
-  jclass block_location = nullptr;
-};
-
-StatusClasses g_classes;
+// Whether the classes a status needs are there. The objects are made by
+// KELPResultFactory; checking here keeps the designed answer to a class path
+// that lacks one: null, and no exception.
 std::atomic<bool> g_classes_resolved{false};
 
-// Resolves the classes once; false (no exception pending) when one is missing.
 bool status_classes(JNIEnv* env) {
   if (g_classes_resolved.load(std::memory_order_acquire)) return true;
-  MutexLock lock(&JniUtil::m_mutex);
-  if (g_classes_resolved.load(std::memory_order_relaxed)) return true;
-  try {
-    StatusClasses& c = g_classes;
-    JniUtil::findJavaClass(env, "org/apache/hadoop/fs/Path", c.path);
-    JniUtil::getMethodId(env, c.path, "<init>", "(Ljava/lang/String;)V", c.path_init);
-    JniUtil::findJavaClass(env, "org/apache/hadoop/fs/kelp/KELPFsPermission", c.permission);
-    JniUtil::getMethodId(env, c.permission, "<init>", "(S)V", c.permission_init);
-    JniUtil::findJavaClass(env, "org/apache/hadoop/fs/LocatedFileStatus", c.located);
-    JniUtil::getMethodId(env, c.located, "<init>",
-                         "(JZIJJJLorg/apache/hadoop/fs/permission/FsPermission;Ljava/lang/String;"
-                         "Ljava/lang/String;Lorg/apache/hadoop/fs/Path;Lorg/apache/hadoop/fs/Path;"
-                         "[Lorg/apache/hadoop/fs/BlockLocation;)V",
-                         c.located_init);
-    JniUtil::findJavaClass(env, "org/apache/hadoop/fs/BlockLocation", c.block_location);
-  } catch (int) {
-    return false;
+  for (const char* name : {"org/apache/hadoop/fs/Path", "org/apache/hadoop/fs/kelp/KELPFsPermission",
+                           "org/apache/hadoop/fs/LocatedFileStatus",
+                           "org/apache/hadoop/fs/BlockLocation"}) {
+    jclass cls = env->FindClass(name);
+    if (cls == nullptr) {
+      env->ExceptionClear();
+      return false;
+    }
+    env->DeleteLocalRef(cls);
   }
   g_classes_resolved.store(true, std::memory_order_release);
   return true;
 }
 
-// The object of build_object, made inside a local frame of its own.
-jobject new_status(JNIEnv* env, const fileStatus& r, const std::string& path) {
-  const StatusClasses& c = g_classes;
-  jstring jpath = env->NewStringUTF(path.c_str());
-  jstring owner = env->NewStringUTF(r.owner.c_str());
-  jstring group = env->NewStringUTF(r.group.c_str());
-  if (jpath == nullptr || owner == nullptr || group == nullptr) return nullptr;
-  jobject path_object = env->NewObject(c.path, c.path_init, jpath);
-  if (path_object == nullptr) return nullptr;
-  jobject permission =
-      env->NewObject(c.permission, c.permission_init, static_cast<jshort>(r.permission));
-  if (permission == nullptr) return nullptr;
-  // Most records have no blocks (every one of a listing that is not located):
-  // their empty array needs none of the builder's class lookups.
-  jobjectArray blocks =
-      r.blocks.count == 0
-          ? env->NewObjectArray(0, c.block_location, nullptr)
-          : get_file_blocklocation_array(env, static_cast<int>(r.blocks.count), r.replication, 0,
-                                         r.blocks);
-  if (env->ExceptionCheck()) return nullptr;
-  // The replication travels as a 16-bit value, sign-extended.
-  jint replication = static_cast<int16_t>(r.replication);
-  return env->NewObject(c.located, c.located_init, static_cast<jlong>(r.length),
-                        static_cast<jboolean>(r.isdir), replication,
-                        static_cast<jlong>(r.blocksize), static_cast<jlong>(r.modification_time),
-                        static_cast<jlong>(r.access_time), permission, owner, group,
-                        static_cast<jobject>(nullptr), path_object, blocks);
+// The records of one call (one status, or a listing) in the form
+// KELPResultFactory.statuses takes them.
+class StatusBatch final {
+ public:
+  void add(const fileStatus* r, const std::string& path) {
+    paths_.push_back(r != nullptr ? path.c_str() : nullptr);
+    lengths_.push_back(r != nullptr ? r->length : 0);
+    dirs_.push_back(r != nullptr && r->isdir ? JNI_TRUE : JNI_FALSE);
+    // The replication travels as a 16-bit value, sign-extended.
+    replications_.push_back(r != nullptr ? static_cast<int16_t>(r->replication) : 0);
+    blockSizes_.push_back(r != nullptr ? r->blocksize : 0);
+    mtimes_.push_back(r != nullptr ? r->modification_time : 0);
+    atimes_.push_back(r != nullptr ? r->access_time : 0);
+    permissions_.push_back(r != nullptr ? static_cast<jshort>(r->permission) : 0);
+    owners_.push_back(r != nullptr ? name_index(r->owner) : 0);
+    groups_.push_back(r != nullptr ? name_index(r->group) : 0);
+    const size_t first = planned_;
+    size_t added = 0;
+    int count = 0;
+    if (r != nullptr && r->blocks.count > 0) {
+      count = static_cast<int>(r->blocks.count);
+      added = planner_.add(count, r->replication, 0, r->blocks);
+    }
+    blockCounts_.push_back(std::max(count, 0));
+    blockFirst_.push_back(static_cast<jint>(first));
+    blockAvailable_.push_back(static_cast<jint>(added));
+    planned_ += added;
+  }
+
+  // The LocatedFileStatus[] of the batch, or null with an exception pending.
+  jobjectArray build(JNIEnv* env, const ResultFactory& factory) {
+    BlockHostsPlan plan = planner_.finish();
+    bool setCachedHosts = set_cached_hosts_wanted(env, plan);
+    if (env->PushLocalFrame(32) != 0) return nullptr;
+    // Every argument is made before the call; any the JVM cannot make
+    // leaves its exception pending and the call is not made.
+    PlanArrays b;
+    jobjectArray paths = new_string_array(env, paths_);
+    jobjectArray names = paths != nullptr ? new_string_array(env, names_) : nullptr;
+    bool blocks = names != nullptr && make_plan_arrays(env, plan, setCachedHosts, b);
+    jlongArray lengths = long_array(env, lengths_);
+    jbooleanArray dirs = boolean_array(env, dirs_);
+    jintArray replications = int_array(env, replications_);
+    jlongArray blockSizes = long_array(env, blockSizes_);
+    jlongArray mtimes = long_array(env, mtimes_);
+    jlongArray atimes = long_array(env, atimes_);
+    jshortArray permissions = short_array(env, permissions_);
+    jintArray owners = int_array(env, owners_);
+    jintArray groups = int_array(env, groups_);
+    jintArray counts = int_array(env, blockCounts_);
+    jintArray first = int_array(env, blockFirst_);
+    jintArray available = int_array(env, blockAvailable_);
+    jobject result = nullptr;
+    if (blocks && !env->ExceptionCheck()) {
+      result = env->CallStaticObjectMethod(
+          factory.cls, factory.statuses, paths, lengths, dirs, replications, blockSizes, mtimes,
+          atimes, permissions, names, owners, groups, counts, first, available, b.hostNames,
+          b.hostAddresses, b.offsets, b.lengths, b.replicaStart, b.replicaHosts, b.cachedStart,
+          b.cachedHosts, b.withCached);
+      if (env->ExceptionCheck()) result = nullptr;
+    }
+    return static_cast<jobjectArray>(env->PopLocalFrame(result));
+  }
+
+ private:
+  // One Java string per distinct owner or group name of the call.
+  jint name_index(const std::string& name) {
+    auto it = nameIndex_.find(name);
+    if (it != nameIndex_.end()) return it->second;
+    auto index = static_cast<jint>(names_.size());
+    nameIndex_.emplace(name, index);
+    // The key's characters stay put for the batch's life (node-based map).
+    names_.push_back(nameIndex_.find(name)->first.c_str());
+    return index;
+  }
+
+  template <typename Array, typename T>
+  static Array region(JNIEnv* env, const std::vector<T>& v, Array (JNIEnv::*make)(jsize),
+                      void (JNIEnv::*set)(Array, jsize, jsize, const T*)) {
+    if (env->ExceptionCheck()) return nullptr;
+    Array a = (env->*make)(static_cast<jsize>(v.size()));
+    if (a != nullptr && !v.empty()) (env->*set)(a, 0, static_cast<jsize>(v.size()), v.data());
+    return a;
+  }
+  static jlongArray long_array(JNIEnv* env, const std::vector<jlong>& v) {
+    return region(env, v, &JNIEnv::NewLongArray, &JNIEnv::SetLongArrayRegion);
+  }
+  static jintArray int_array(JNIEnv* env, const std::vector<jint>& v) {
+    return region(env, v, &JNIEnv::NewIntArray, &JNIEnv::SetIntArrayRegion);
+  }
+  static jshortArray short_array(JNIEnv* env, const std::vector<jshort>& v) {
+    return region(env, v, &JNIEnv::NewShortArray, &JNIEnv::SetShortArrayRegion);
+  }
+  static jbooleanArray boolean_array(JNIEnv* env, const std::vector<jboolean>& v) {
+    return region(env, v, &JNIEnv::NewBooleanArray, &JNIEnv::SetBooleanArrayRegion);
+  }
+
+  std::vector<const char*> paths_;
+  std::vector<jlong> lengths_, blockSizes_, mtimes_, atimes_;
+  std::vector<jboolean> dirs_;
+  std::vector<jint> replications_, owners_, groups_, blockCounts_, blockFirst_, blockAvailable_;
+  std::vector<jshort> permissions_;
+  std::unordered_map<std::string, jint> nameIndex_;
+  std::vector<const char*> names_;
+  BlockPlanner planner_;
+  size_t planned_ = 0;
+};
+
+// The factory, or null: a class path without it answers like one without
+// the status classes, null with no exception.
+const ResultFactory* factory_or_clear(JNIEnv* env) {
+  const ResultFactory* f = result_factory(env);
+  if (f == nullptr) env->ExceptionClear();
+  return f;
 }
 
 }  // namespace
 
 jobject build_object(JNIEnv* env, std::unique_ptr<fileStatus> record, const std::string& path) {
   if (!record || !status_classes(env)) return nullptr;
-  // The frame takes every intermediate reference with it, whatever fails.
-  if (env->PushLocalFrame(kObjectFrameCapacity) != 0) return nullptr;
-  jobject object = new_status(env, *record, path);
-  return env->PopLocalFrame(object);
+  const ResultFactory* factory = factory_or_clear(env);
+  if (factory == nullptr) return nullptr;
+  StatusBatch batch;
+  batch.add(record.get(), path);
+  jobjectArray one = batch.build(env, *factory);
+  if (one == nullptr) return nullptr;
+  jobject status = env->GetObjectArrayElement(one, 0);
+  env->DeleteLocalRef(one);
+  return status;
 }
 
 jobjectArray status_array(JNIEnv* env, Listing& listing) {
   if (!status_classes(env)) return nullptr;
-  auto* array = static_cast<jobjectArray>(
-      env->NewObjectArray(static_cast<jsize>(listing.entries), g_classes.located, nullptr));
-  if (array == nullptr) return nullptr;
-  jsize index = 0;
-  while (!listing.completed.empty() && index < static_cast<jsize>(listing.entries)) {
-    std::unique_ptr<queueElement> e = std::move(listing.completed.front());
-    listing.completed.pop_front();
-    jobject object = build_object(env, std::move(e->result), e->path);
-    if (env->ExceptionCheck()) {
-      // Out of Java memory: the pending exception is the answer.
-      env->DeleteLocalRef(array);
-      return nullptr;
-    }
-    if (object != nullptr) {
-      env->SetObjectArrayElement(array, index, object);
-      env->DeleteLocalRef(object);
-    }
-    ++index;
+  const ResultFactory* factory = factory_or_clear(env);
+  if (factory == nullptr) return nullptr;
+  StatusBatch batch;
+  size_t slot = 0;
+  for (; slot < listing.completed.size() && slot < listing.entries; ++slot) {
+    const queueElement& e = *listing.completed[slot];
+    batch.add(e.result.get(), e.path);
   }
-  return array;
+  static const std::string none;
+  for (; slot < listing.entries; ++slot) batch.add(nullptr, none);
+  return batch.build(env, *factory);
 }
 
 }  // namespace kelp

@@ -1,6 +1,7 @@
 // The Java form of status records: org.apache.hadoop.fs.LocatedFileStatus
-// objects, built on the Java thread that called in. The classes and
-// constructors used are resolved once per process (global references).
+// objects, built on the Java thread that called in, by the Java half's
+// KELPResultFactory in one call per status or listing (with one host table,
+// each host resolved once, for all the block locations of the call).
 #ifndef KELP_STATUS_STATUS_OBJECT_H
 #define KELP_STATUS_STATUS_OBJECT_H
 
@@ -22,8 +23,7 @@ jobject build_object(JNIEnv* env, std::unique_ptr<fileStatus> record, const std:
 
 // A LocatedFileStatus[] of |listing.entries| slots holding the completed
 // entries in order of completion; an entry without a record is a null slot.
-// Frees each entry as it is turned into an object. Null when the array cannot
-// be made.
+// Null when the array cannot be made.
 jobjectArray status_array(JNIEnv* env, Listing& listing);
 
 }  // namespace kelp

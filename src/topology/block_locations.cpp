@@ -26,39 +26,33 @@ int64_t load64(const uint8_t* p) {
   return v;
 }
 
-// The distinct host names of one plan, each entered once.
-class HostTable final {
- public:
-  explicit HostTable(std::vector<BlockHostsPlan::Host>& hosts) : hosts_(hosts) {}
-
-  uint32_t intern(const std::string& name, bool asReplica) {
-    auto it = index_.find(name);
-    uint32_t i;
-    if (it != index_.end()) {
-      i = it->second;
-    } else {
-      i = static_cast<uint32_t>(hosts_.size());
-      hosts_.push_back(BlockHostsPlan::Host{name, "", false});
-      needsAddress_.push_back(false);
-      index_.emplace(name, i);
-    }
-    if (asReplica) needsAddress_[i] = true;
-    return i;
-  }
-
-  // Only replica hosts carry an address; each is resolved once.
-  void resolve() {
-    for (size_t i = 0; i < hosts_.size(); ++i) {
-      if (needsAddress_[i]) hosts_[i].resolves = host2IP(hosts_[i].name, hosts_[i].address) == 1;
-    }
-  }
-
- private:
-  std::vector<BlockHostsPlan::Host>& hosts_;
-  std::vector<bool> needsAddress_;
-  std::unordered_map<std::string, uint32_t> index_;
+// A host's index in the plan, and whether its address is wanted (only
+// replica hosts carry one).
+struct HostEntry {
+  uint32_t index;
+  bool needsAddress;
 };
 
+}  // namespace
+
+struct BlockPlanner::Lookups {
+  std::unordered_map<std::string, HostEntry> hosts;
+  std::unordered_map<uint32_t, uint32_t> diskHosts;
+  std::unordered_map<uint32_t, uint32_t> cacheHosts;
+
+  uint32_t intern(std::vector<BlockHostsPlan::Host>& table, const std::string& name,
+                  bool asReplica) {
+    auto it = hosts.find(name);
+    if (it == hosts.end()) {
+      it = hosts.emplace(name, HostEntry{static_cast<uint32_t>(table.size()), false}).first;
+      table.push_back(BlockHostsPlan::Host{name, "", false});
+    }
+    it->second.needsAddress = it->second.needsAddress || asReplica;
+    return it->second.index;
+  }
+};
+
+namespace {
 }  // namespace
 
 int host2IP(const std::string& hostName, std::string& out) {
@@ -84,61 +78,75 @@ int host2IP(const std::string& hostName, std::string& out) {
   return 1;
 }
 
-BlockHostsPlan plan_block_hosts(int blockCount, int replicas, int64_t start, const BlockMap& map) {
-  BlockHostsPlan plan;
-  plan.cachedLayout = map.cached_layout;
-  if (blockCount <= 0 || replicas <= 0) return plan;
-  plan.replicas = replicas;
-  const size_t recordSize = static_cast<size_t>(block_record_size(map.cached_layout, replicas));
+BlockPlanner::BlockPlanner() : lookups_(std::make_unique<Lookups>()) {}
+BlockPlanner::~BlockPlanner() = default;
+
+size_t BlockPlanner::add(int blockCount, int replicas, int64_t start, const BlockMap& map) {
+  if (blockCount <= 0 || replicas <= 0) return 0;
+  const bool cached = map.cached_layout;
+  const size_t recordSize = static_cast<size_t>(block_record_size(cached, replicas));
   // Never more blocks than the reader gathered.
   const size_t count = std::min({static_cast<size_t>(blockCount), map.records.size() / recordSize,
                                  map.lengths.size()});
-  plan.blocks.resize(count);
-  plan.replicaHosts.resize(count * replicas);
-  plan.cachedHosts.assign(map.cached_layout ? count * kMaxCachedHosts : 0, 0);
-
-  HostTable table(plan.hosts);
-  // Within one call each disk is named once, and each cache node once it
-  // has been named (an unknown node is asked about again every time).
-  std::unordered_map<uint32_t, uint32_t> diskHosts;
-  std::unordered_map<uint32_t, uint32_t> cacheHosts;
+  plan_.cachedLayout = plan_.cachedLayout || cached;
+  Lookups& l = *lookups_;
   int64_t offset = start;
   for (size_t b = 0; b < count; ++b) {
     const uint8_t* record = map.records.data() + b * recordSize;
-    const uint8_t* disks = map.cached_layout ? record : record + 8;
-    BlockHostsPlan::Block& block = plan.blocks[b];
+    const uint8_t* disks = cached ? record : record + 8;
+    BlockHostsPlan::Block block;
     block.length = map.lengths[b];
-    block.offset = map.cached_layout ? offset : load64(record);
+    block.offset = cached ? offset : load64(record);
+    block.firstReplica = static_cast<uint32_t>(plan_.replicaHosts.size());
+    block.replicas = replicas;
+    block.cachedLayout = cached;
     for (int r = 0; r < replicas; ++r) {
       uint32_t disk = load32(disks + 4 * r);
-      auto it = diskHosts.find(disk);
-      if (it == diskHosts.end()) {
-        uint32_t host = table.intern(devid_node_name(static_cast<int32_t>(disk)), true);
-        it = diskHosts.emplace(disk, host).first;
+      auto it = l.diskHosts.find(disk);
+      if (it == l.diskHosts.end()) {
+        uint32_t host = l.intern(plan_.hosts, devid_node_name(static_cast<int32_t>(disk)), true);
+        it = l.diskHosts.emplace(disk, host).first;
       }
-      plan.replicaHosts[b * replicas + r] = it->second;
+      plan_.replicaHosts.push_back(it->second);
     }
-    if (map.cached_layout) {
+    plan_.cachedHosts.resize(plan_.cachedHosts.size() + kMaxCachedHosts, 0);
+    if (cached) {
+      uint32_t* slots = &plan_.cachedHosts[plan_.cachedHosts.size() - kMaxCachedHosts];
       const uint8_t* nodes = record + 4 * replicas;
       int k = 0;
       for (int r = 0; r < replicas && k < kMaxCachedHosts; ++r) {
         uint32_t node = load32(nodes + 4 * r);
         if (node == kNotCached) continue;
-        auto it = cacheHosts.find(node);
-        if (it == cacheHosts.end()) {
+        auto it = l.cacheHosts.find(node);
+        if (it == l.cacheHosts.end()) {
           // A remote mount answers 0 without a name: the entry stays empty.
           std::string name;
           if (nodeId2Name(static_cast<int32_t>(node), name) != 0) continue;
-          it = cacheHosts.emplace(node, table.intern(name, false)).first;
+          it = l.cacheHosts.emplace(node, l.intern(plan_.hosts, name, false)).first;
         }
-        plan.cachedHosts[b * kMaxCachedHosts + k++] = it->second;
+        slots[k++] = it->second;
       }
       block.cachedCount = k;
       offset = static_cast<int64_t>(static_cast<uint64_t>(offset) + block.length);
     }
+    plan_.blocks.push_back(block);
   }
-  table.resolve();
-  return plan;
+  return count;
+}
+
+BlockHostsPlan BlockPlanner::finish() {
+  for (const auto& h : lookups_->hosts) {
+    if (!h.second.needsAddress) continue;
+    BlockHostsPlan::Host& host = plan_.hosts[h.second.index];
+    host.resolves = host2IP(host.name, host.address) == 1;
+  }
+  return std::move(plan_);
+}
+
+BlockHostsPlan plan_block_hosts(int blockCount, int replicas, int64_t start, const BlockMap& map) {
+  BlockPlanner planner;
+  planner.add(blockCount, replicas, start, map);
+  return planner.finish();
 }
 
 }  // namespace kelp

@@ -7,6 +7,8 @@
 #include <jni.h>
 
 #include <cstdint>
+#include <memory>
+#include <string>
 #include <string>
 #include <vector>
 
@@ -53,8 +55,9 @@ int kelpGetFileBlockLocationOLD(int daemonFd, const char* path, FilemapIn& filem
 // on several threads at once.
 int host2IP(const std::string& hostName, std::string& out);
 
-// What the BlockLocation objects of one block map hold, worked out without
-// Java. Host names are stored once and referred to by index.
+// What the BlockLocation objects of one call hold (the blocks of one file, or
+// those of every located entry of a listing), worked out without Java. Host
+// names are stored once and referred to by index.
 struct BlockHostsPlan {
   struct Host {
     std::string name;     // the node name ("" for an unknown disk)
@@ -64,29 +67,59 @@ struct BlockHostsPlan {
   struct Block {
     int64_t offset = 0;
     int64_t length = 0;
-    int cachedCount = 0;  // 0..kMaxCachedHosts
+    uint32_t firstReplica = 0;  // into replicaHosts
+    int replicas = 0;
+    int cachedCount = 0;      // 0..kMaxCachedHosts
+    bool cachedLayout = false;  // read with cache nodes: gets setCachedHosts
   };
-  int replicas = 0;
-  bool cachedLayout = false;  // blocks carry cached hosts (setCachedHosts)
   std::vector<Host> hosts;
   std::vector<Block> blocks;
-  std::vector<uint32_t> replicaHosts;  // blocks x replicas indexes into |hosts|
+  std::vector<uint32_t> replicaHosts;  // each block's replicas, in order, as indexes into |hosts|
   std::vector<uint32_t> cachedHosts;   // blocks x kMaxCachedHosts indexes into |hosts|
+  bool cachedLayout = false;           // some block carries cached hosts
 
   const Host& replica_host(size_t block, int replica) const {
-    return hosts[replicaHosts[block * replicas + replica]];
+    return hosts[replicaHosts[blocks[block].firstReplica + replica]];
   }
   const Host& cached_host(size_t block, int i) const {
     return hosts[cachedHosts[block * kMaxCachedHosts + i]];
   }
 };
 
-// The hosts, offsets and lengths of the first |blockCount| blocks of |map|
-// (no blocks when |replicas| is not positive). Disk numbers are named through
-// gDevIdToNodeMap, cache nodes through nodeId2Name (which may run
-// kplscluster), and each distinct host is resolved once. In the 3006 layout
-// offsets run from |start|; in the 3005 layout they are the records' own.
+// Collects the blocks of one or more block maps into one plan. Within one
+// planner each disk is named once, each cache node once it has been named (an
+// unknown one is asked about every time), and each distinct host is resolved
+// once, in finish(). Not thread-safe; use one per call.
+class BlockPlanner final {
+ public:
+  BlockPlanner();
+  ~BlockPlanner();
+  BlockPlanner(const BlockPlanner&) = delete;
+  BlockPlanner& operator=(const BlockPlanner&) = delete;
+
+  // Adds the hosts, offsets and lengths of the first |blockCount| blocks of
+  // |map| (none when |replicas| is not positive; never more than the map
+  // holds). In the 3006 layout offsets run from |start|; in the 3005 layout
+  // they are the records' own. Returns the number of blocks added, which
+  // follow those of earlier calls.
+  size_t add(int blockCount, int replicas, int64_t start, const BlockMap& map);
+  // Resolves the hosts and hands the plan over; the planner is spent.
+  BlockHostsPlan finish();
+
+ private:
+  struct Lookups;
+  BlockHostsPlan plan_;
+  std::unique_ptr<Lookups> lookups_;
+};
+
+// The plan of one block map: a planner with one add().
 BlockHostsPlan plan_block_hosts(int blockCount, int replicas, int64_t start, const BlockMap& map);
+
+// Whether the blocks of |plan| read with cache nodes get setCachedHosts:
+// BlockLocation has it. An older Hadoop's lacks it; then the Java exception
+// is cleared and isCacheInMemEnabled drops to 0, so later queries ask for
+// the plain block map only.
+bool set_cached_hosts_wanted(JNIEnv* env, const BlockHostsPlan& plan);
 
 // A BlockLocation[] of |blockCount| elements built from |map|, or null with a
 // Java exception pending when a class or method is missing.

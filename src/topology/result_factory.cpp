@@ -1,0 +1,118 @@
+#include "topology/result_factory.h"
+
+#include <atomic>
+#include <vector>
+
+#include "jni/jniutil.h"
+#include "jni/mutex.h"
+#include "jni/scoped.h"
+
+namespace kelp {
+namespace {
+
+constexpr const char* kFactoryClass = "org/apache/hadoop/fs/kelp/KELPResultFactory";
+constexpr const char* kBlockLocationsSignature =
+    "(I[Ljava/lang/String;[Ljava/lang/String;[J[J[I[I[I[I[Z)[Lorg/apache/hadoop/fs/BlockLocation;";
+constexpr const char* kStatusesSignature =
+    "([Ljava/lang/String;[J[Z[I[J[J[J[S[Ljava/lang/String;[I[I[I[I[I"
+    "[Ljava/lang/String;[Ljava/lang/String;[J[J[I[I[I[I[Z)"
+    "[Lorg/apache/hadoop/fs/LocatedFileStatus;";
+
+std::atomic<const ResultFactory*> gFactory{nullptr};
+
+template <typename Array, typename T, typename New, typename Set>
+Array primitive_array(JNIEnv* env, const std::vector<T>& values, New make, Set set) {
+  Array array = (env->*make)(static_cast<jsize>(values.size()));
+  if (array != nullptr && !values.empty()) {
+    (env->*set)(array, 0, static_cast<jsize>(values.size()), values.data());
+  }
+  return array;
+}
+
+jintArray int_array(JNIEnv* env, const std::vector<jint>& v) {
+  return primitive_array<jintArray>(env, v, &JNIEnv::NewIntArray, &JNIEnv::SetIntArrayRegion);
+}
+jlongArray long_array(JNIEnv* env, const std::vector<jlong>& v) {
+  return primitive_array<jlongArray>(env, v, &JNIEnv::NewLongArray, &JNIEnv::SetLongArrayRegion);
+}
+jbooleanArray boolean_array(JNIEnv* env, const std::vector<jboolean>& v) {
+  return primitive_array<jbooleanArray>(env, v, &JNIEnv::NewBooleanArray,
+                                        &JNIEnv::SetBooleanArrayRegion);
+}
+
+}  // namespace
+
+const ResultFactory* result_factory(JNIEnv* env) {
+  if (const ResultFactory* f = gFactory.load(std::memory_order_acquire)) return f;
+  MutexLock lock(&JniUtil::m_mutex);
+  if (const ResultFactory* f = gFactory.load(std::memory_order_acquire)) return f;
+  ScopedLocalRef<jclass> cls(env, env->FindClass(kFactoryClass));
+  if (!cls) return nullptr;
+  jmethodID blocks = env->GetStaticMethodID(cls.get(), "blockLocations", kBlockLocationsSignature);
+  if (blocks == nullptr) return nullptr;
+  jmethodID statuses = env->GetStaticMethodID(cls.get(), "statuses", kStatusesSignature);
+  if (statuses == nullptr) return nullptr;
+  auto global = static_cast<jclass>(env->NewGlobalRef(cls.get()));
+  if (global == nullptr) return nullptr;
+  // Kept for the life of the process, like every class the library caches.
+  auto* f = new ResultFactory{global, blocks, statuses};
+  gFactory.store(f, std::memory_order_release);
+  return f;
+}
+
+jobjectArray new_string_array(JNIEnv* env, const std::vector<const char*>& texts) {
+  ScopedLocalRef<jclass> string(env, env->FindClass("java/lang/String"));
+  if (!string) return nullptr;
+  jobjectArray array = env->NewObjectArray(static_cast<jsize>(texts.size()), string.get(), nullptr);
+  if (array == nullptr) return nullptr;
+  for (size_t i = 0; i < texts.size(); ++i) {
+    if (texts[i] == nullptr) continue;
+    jstring s = env->NewStringUTF(texts[i]);
+    if (s == nullptr) {
+      env->DeleteLocalRef(array);
+      return nullptr;
+    }
+    env->SetObjectArrayElement(array, static_cast<jsize>(i), s);
+    env->DeleteLocalRef(s);
+  }
+  return array;
+}
+
+bool make_plan_arrays(JNIEnv* env, const BlockHostsPlan& plan, bool setCachedHosts,
+                      PlanArrays& out) {
+  std::vector<const char*> names, addresses;
+  for (const BlockHostsPlan::Host& h : plan.hosts) {
+    names.push_back(h.name.c_str());
+    addresses.push_back(h.resolves ? h.address.c_str() : nullptr);
+  }
+  if ((out.hostNames = new_string_array(env, names)) == nullptr) return false;
+  if ((out.hostAddresses = new_string_array(env, addresses)) == nullptr) return false;
+
+  const size_t n = plan.blocks.size();
+  std::vector<jlong> offsets(n), lengths(n);
+  std::vector<jint> replicaStart(n + 1), cachedStart(n + 1), cachedHosts;
+  std::vector<jboolean> withCached(n);
+  std::vector<jint> replicaHosts(plan.replicaHosts.begin(), plan.replicaHosts.end());
+  for (size_t b = 0; b < n; ++b) {
+    const BlockHostsPlan::Block& block = plan.blocks[b];
+    offsets[b] = block.offset;
+    lengths[b] = block.length;
+    replicaStart[b] = static_cast<jint>(block.firstReplica);
+    cachedStart[b] = static_cast<jint>(cachedHosts.size());
+    withCached[b] = setCachedHosts && block.cachedLayout ? JNI_TRUE : JNI_FALSE;
+    for (int k = 0; k < block.cachedCount; ++k) {
+      cachedHosts.push_back(static_cast<jint>(plan.cachedHosts[b * kMaxCachedHosts + k]));
+    }
+  }
+  replicaStart[n] = static_cast<jint>(plan.replicaHosts.size());
+  cachedStart[n] = static_cast<jint>(cachedHosts.size());
+  return (out.offsets = long_array(env, offsets)) != nullptr &&
+         (out.lengths = long_array(env, lengths)) != nullptr &&
+         (out.replicaStart = int_array(env, replicaStart)) != nullptr &&
+         (out.replicaHosts = int_array(env, replicaHosts)) != nullptr &&
+         (out.cachedStart = int_array(env, cachedStart)) != nullptr &&
+         (out.cachedHosts = int_array(env, cachedHosts)) != nullptr &&
+         (out.withCached = boolean_array(env, withCached)) != nullptr;
+}
+
+}  // namespace kelp
