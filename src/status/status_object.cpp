@@ -71,18 +71,18 @@ class StatusBatch final {
     jobjectArray paths = new_string_array(env, paths_);
     jobjectArray names = paths != nullptr ? new_string_array(env, names_) : nullptr;
     bool blocks = names != nullptr && make_plan_arrays(env, plan, setCachedHosts, b);
-    jlongArray lengths = long_array(env, lengths_);
-    jbooleanArray dirs = boolean_array(env, dirs_);
-    jintArray replications = int_array(env, replications_);
-    jlongArray blockSizes = long_array(env, blockSizes_);
-    jlongArray mtimes = long_array(env, mtimes_);
-    jlongArray atimes = long_array(env, atimes_);
-    jshortArray permissions = short_array(env, permissions_);
-    jintArray owners = int_array(env, owners_);
-    jintArray groups = int_array(env, groups_);
-    jintArray counts = int_array(env, blockCounts_);
-    jintArray first = int_array(env, blockFirst_);
-    jintArray available = int_array(env, blockAvailable_);
+    jlongArray lengths = new_long_array(env, lengths_);
+    jbooleanArray dirs = new_boolean_array(env, dirs_);
+    jintArray replications = new_int_array(env, replications_);
+    jlongArray blockSizes = new_long_array(env, blockSizes_);
+    jlongArray mtimes = new_long_array(env, mtimes_);
+    jlongArray atimes = new_long_array(env, atimes_);
+    jshortArray permissions = new_short_array(env, permissions_);
+    jintArray owners = new_int_array(env, owners_);
+    jintArray groups = new_int_array(env, groups_);
+    jintArray counts = new_int_array(env, blockCounts_);
+    jintArray first = new_int_array(env, blockFirst_);
+    jintArray available = new_int_array(env, blockAvailable_);
     jobject result = nullptr;
     if (blocks && !env->ExceptionCheck()) {
       result = env->CallStaticObjectMethod(
@@ -105,27 +105,6 @@ class StatusBatch final {
     // The key's characters stay put for the batch's life (node-based map).
     names_.push_back(nameIndex_.find(name)->first.c_str());
     return index;
-  }
-
-  template <typename Array, typename T>
-  static Array region(JNIEnv* env, const std::vector<T>& v, Array (JNIEnv::*make)(jsize),
-                      void (JNIEnv::*set)(Array, jsize, jsize, const T*)) {
-    if (env->ExceptionCheck()) return nullptr;
-    Array a = (env->*make)(static_cast<jsize>(v.size()));
-    if (a != nullptr && !v.empty()) (env->*set)(a, 0, static_cast<jsize>(v.size()), v.data());
-    return a;
-  }
-  static jlongArray long_array(JNIEnv* env, const std::vector<jlong>& v) {
-    return region(env, v, &JNIEnv::NewLongArray, &JNIEnv::SetLongArrayRegion);
-  }
-  static jintArray int_array(JNIEnv* env, const std::vector<jint>& v) {
-    return region(env, v, &JNIEnv::NewIntArray, &JNIEnv::SetIntArrayRegion);
-  }
-  static jshortArray short_array(JNIEnv* env, const std::vector<jshort>& v) {
-    return region(env, v, &JNIEnv::NewShortArray, &JNIEnv::SetShortArrayRegion);
-  }
-  static jbooleanArray boolean_array(JNIEnv* env, const std::vector<jboolean>& v) {
-    return region(env, v, &JNIEnv::NewBooleanArray, &JNIEnv::SetBooleanArrayRegion);
   }
 
   std::vector<const char*> paths_;

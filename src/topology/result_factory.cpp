@@ -20,24 +20,13 @@ constexpr const char* kStatusesSignature =
 
 std::atomic<const ResultFactory*> gFactory{nullptr};
 
-template <typename Array, typename T, typename New, typename Set>
-Array primitive_array(JNIEnv* env, const std::vector<T>& values, New make, Set set) {
-  Array array = (env->*make)(static_cast<jsize>(values.size()));
-  if (array != nullptr && !values.empty()) {
-    (env->*set)(array, 0, static_cast<jsize>(values.size()), values.data());
-  }
-  return array;
-}
-
-jintArray int_array(JNIEnv* env, const std::vector<jint>& v) {
-  return primitive_array<jintArray>(env, v, &JNIEnv::NewIntArray, &JNIEnv::SetIntArrayRegion);
-}
-jlongArray long_array(JNIEnv* env, const std::vector<jlong>& v) {
-  return primitive_array<jlongArray>(env, v, &JNIEnv::NewLongArray, &JNIEnv::SetLongArrayRegion);
-}
-jbooleanArray boolean_array(JNIEnv* env, const std::vector<jboolean>& v) {
-  return primitive_array<jbooleanArray>(env, v, &JNIEnv::NewBooleanArray,
-                                        &JNIEnv::SetBooleanArrayRegion);
+template <typename Array, typename T>
+Array region(JNIEnv* env, const std::vector<T>& v, Array (JNIEnv::*make)(jsize),
+             void (JNIEnv::*set)(Array, jsize, jsize, const T*)) {
+  if (env->ExceptionCheck()) return nullptr;
+  Array a = (env->*make)(static_cast<jsize>(v.size()));
+  if (a != nullptr && !v.empty()) (env->*set)(a, 0, static_cast<jsize>(v.size()), v.data());
+  return a;
 }
 
 }  // namespace
@@ -58,6 +47,19 @@ const ResultFactory* result_factory(JNIEnv* env) {
   auto* f = new ResultFactory{global, blocks, statuses};
   gFactory.store(f, std::memory_order_release);
   return f;
+}
+
+jintArray new_int_array(JNIEnv* env, const std::vector<jint>& v) {
+  return region(env, v, &JNIEnv::NewIntArray, &JNIEnv::SetIntArrayRegion);
+}
+jlongArray new_long_array(JNIEnv* env, const std::vector<jlong>& v) {
+  return region(env, v, &JNIEnv::NewLongArray, &JNIEnv::SetLongArrayRegion);
+}
+jshortArray new_short_array(JNIEnv* env, const std::vector<jshort>& v) {
+  return region(env, v, &JNIEnv::NewShortArray, &JNIEnv::SetShortArrayRegion);
+}
+jbooleanArray new_boolean_array(JNIEnv* env, const std::vector<jboolean>& v) {
+  return region(env, v, &JNIEnv::NewBooleanArray, &JNIEnv::SetBooleanArrayRegion);
 }
 
 jobjectArray new_string_array(JNIEnv* env, const std::vector<const char*>& texts) {
@@ -106,13 +108,13 @@ bool make_plan_arrays(JNIEnv* env, const BlockHostsPlan& plan, bool setCachedHos
   }
   replicaStart[n] = static_cast<jint>(plan.replicaHosts.size());
   cachedStart[n] = static_cast<jint>(cachedHosts.size());
-  return (out.offsets = long_array(env, offsets)) != nullptr &&
-         (out.lengths = long_array(env, lengths)) != nullptr &&
-         (out.replicaStart = int_array(env, replicaStart)) != nullptr &&
-         (out.replicaHosts = int_array(env, replicaHosts)) != nullptr &&
-         (out.cachedStart = int_array(env, cachedStart)) != nullptr &&
-         (out.cachedHosts = int_array(env, cachedHosts)) != nullptr &&
-         (out.withCached = boolean_array(env, withCached)) != nullptr;
+  return (out.offsets = new_long_array(env, offsets)) != nullptr &&
+         (out.lengths = new_long_array(env, lengths)) != nullptr &&
+         (out.replicaStart = new_int_array(env, replicaStart)) != nullptr &&
+         (out.replicaHosts = new_int_array(env, replicaHosts)) != nullptr &&
+         (out.cachedStart = new_int_array(env, cachedStart)) != nullptr &&
+         (out.cachedHosts = new_int_array(env, cachedHosts)) != nullptr &&
+         (out.withCached = new_boolean_array(env, withCached)) != nullptr;
 }
 
 }  // namespace kelp

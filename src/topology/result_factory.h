@@ -38,6 +38,13 @@ struct PlanArrays {
   jbooleanArray withCached = nullptr;
 };
 
+// Primitive arrays holding |values|, or null with an exception pending (also
+// when one is pending already, so a run of them can be checked once).
+jintArray new_int_array(JNIEnv* env, const std::vector<jint>& values);
+jlongArray new_long_array(JNIEnv* env, const std::vector<jlong>& values);
+jshortArray new_short_array(JNIEnv* env, const std::vector<jshort>& values);
+jbooleanArray new_boolean_array(JNIEnv* env, const std::vector<jboolean>& values);
+
 // A String[] of |texts| (modified UTF-8; a null text gives a null element),
 // or null with an exception pending.
 jobjectArray new_string_array(JNIEnv* env, const std::vector<const char*>& texts);
