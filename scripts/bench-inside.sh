@@ -22,15 +22,8 @@ java_run() {
 dirs=(/mnt/kelp/bench/d10000 /mnt/kelp/bench/d100000)
 files=(/mnt/kelp/bench/blocks-1GiB /mnt/kelp/bench/blocks-64GiB /mnt/kelp/bench/blocks-1TiB)
 echo
-echo "=== Java harness: listings, locally"
-java_run listing "${dirs[@]}"
-echo
-echo "=== Java harness: block locations"
-java_run blocks "${files[@]}"
-echo
-echo "=== Java harness: memory of a 100,000-entry listing"
-java_run memory /mnt/kelp/bench/d100000
-
+# A listing's workers each work through a daemon connection of their own,
+# also when the caller works locally: without a daemon it lists alone.
 daemon_pid=
 trap '[ -n "$daemon_pid" ] && kill "$daemon_pid" && wait "$daemon_pid" 2>/dev/null' EXIT
 ready=$(mktemp -u /run/kelp-bench-ready.XXXXXX)
@@ -39,6 +32,17 @@ mkfifo -m 600 "$ready"
 daemon_pid=$!
 IFS= read -r -n 1 byte <"$ready" || true
 rm -f "$ready"
+
+echo
+echo "=== Java harness: listings, the caller working locally"
+java_run listing "${dirs[@]}"
+echo
+echo "=== Java harness: block locations"
+java_run blocks "${files[@]}"
+echo
+echo "=== Java harness: memory of a 100,000-entry listing"
+java_run memory /mnt/kelp/bench/d100000
+
 echo
 echo "=== Java harness: listings through the helper daemon"
-java_run listing "${dirs[@]}" --daemon
+java_run listing /mnt/kelp/bench/d10000 --daemon

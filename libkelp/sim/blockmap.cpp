@@ -199,20 +199,30 @@ int get_block_map(const Request& r) {
   store32(r.bytes + 60, static_cast<uint32_t>(blocks));
   store32(r.bytes + 64, static_cast<uint32_t>(blockSize));
 
+  // Replica i of block b lies on disk (b + i) mod the disks, cached on node
+  // (b + i) mod the nodes; the indexes advance without a division per record.
   const Placement& p = placement_for(s, r);
+  const size_t disks = p.disks.size();
+  const size_t nodes = p.cache.size();
+  size_t disk = static_cast<size_t>(first % static_cast<int64_t>(disks));
+  size_t node = nodes == 0 ? 0 : static_cast<size_t>(first % static_cast<int64_t>(nodes));
   uint8_t* out = r.bytes + kRecordsAt;
   for (int64_t b = first; b < first + blocks; ++b) {
     if (!cached) {
       store64(out, b * blockSize);
       out += 8;
     }
-    for (uint32_t i = 0; i < replicas; ++i, out += 4) {
-      store32(out, p.disks[(b + i) % p.disks.size()]);
+    for (uint32_t i = 0, d = static_cast<uint32_t>(disk); i < replicas; ++i, out += 4) {
+      store32(out, p.disks[d]);
+      if (++d == disks) d = 0;
     }
+    if (++disk == disks) disk = 0;
     if (!cached) continue;
-    for (uint32_t i = 0; i < replicas; ++i, out += 4) {
-      store32(out, p.cache.empty() ? kNotCached : p.cache[(b + i) % p.cache.size()]);
+    for (uint32_t i = 0, n = static_cast<uint32_t>(node); i < replicas; ++i, out += 4) {
+      store32(out, nodes == 0 ? kNotCached : p.cache[n]);
+      if (nodes != 0 && ++n == nodes) n = 0;
     }
+    if (nodes != 0 && ++node == nodes) node = 0;
   }
   return 0;
 }

@@ -1,11 +1,8 @@
 #include "status/file_status.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
-#include "channel/connection.h"
-#include "fsops/kelpHadoop.h"
 #include "jni/fd.h"
 #include "jni/logging.h"
 #include "status/owner_names.h"
@@ -28,18 +25,9 @@ std::unique_ptr<fileStatus> make_file_status(int daemonFd, const char* path, boo
                                              int64_t defaultBlockSize, OwnerNameCache* names) {
   struct stat st;
   UniqueFd fd;
-  if (::stat(path, &st) != 0) {
-    // Maybe only the daemon may look: examine the descriptor it opens.
-    fd.reset(helper_get_fd(daemonFd, path));
-    if (!fd) {
-      debug_log("status of %s: neither stat nor the helper channel could examine it", path);
-      return nullptr;
-    }
-    if (::fstat(fd.get(), &st) != 0) return nullptr;
-  } else if (daemonFd == kLocalConnection) {
-    // The block-map reader would open it through kelp_open, which stats it
-    // once more first: that stat just succeeded here.
-    fd.reset(::open(path, O_RDONLY | O_CLOEXEC));
+  if (!examine_path(daemonFd, path, st, fd)) {
+    debug_log("status of %s: neither stat nor the helper channel could examine it", path);
+    return nullptr;
   }
   if (build_devid_map() != 0) {
     debug_log("status of %s: no device map", path);

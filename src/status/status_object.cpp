@@ -70,7 +70,7 @@ class StatusBatch final {
     PlanArrays b;
     jobjectArray paths = new_string_array(env, paths_);
     jobjectArray names = paths != nullptr ? new_string_array(env, names_) : nullptr;
-    bool blocks = names != nullptr && make_plan_arrays(env, plan, setCachedHosts, b);
+    bool blocks = names != nullptr && make_plan_arrays(env, plan, b);
     jlongArray lengths = new_long_array(env, lengths_);
     jbooleanArray dirs = new_boolean_array(env, dirs_);
     jintArray replications = new_int_array(env, replications_);
@@ -89,7 +89,7 @@ class StatusBatch final {
           factory.cls, factory.statuses, paths, lengths, dirs, replications, blockSizes, mtimes,
           atimes, permissions, names, owners, groups, counts, first, available, b.hostNames,
           b.hostAddresses, b.offsets, b.lengths, b.replicaStart, b.replicaHosts, b.cachedStart,
-          b.cachedHosts, b.withCached);
+          b.cachedHosts, b.cachedLayout, setCachedHosts ? JNI_TRUE : JNI_FALSE);
       if (env->ExceptionCheck()) result = nullptr;
     }
     return static_cast<jobjectArray>(env->PopLocalFrame(result));

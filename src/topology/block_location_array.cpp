@@ -76,7 +76,7 @@ jmethodID set_cached_hosts_method(JNIEnv* env, jclass blockLocation) {
 }  // namespace
 
 bool set_cached_hosts_wanted(JNIEnv* env, const BlockHostsPlan& plan) {
-  if (!plan.cachedLayout) return false;
+  if (!plan.anyCachedLayout) return false;
   const BlockLocationClasses* cls = block_location_classes(env);
   return cls != nullptr && set_cached_hosts_method(env, cls->blockLocation) != nullptr;
 }
@@ -87,7 +87,7 @@ jobjectArray get_file_blocklocation_array(JNIEnv* env, int blockCount, int repli
   if (cls == nullptr) return nullptr;
   const jsize count = std::max(blockCount, 0);
   BlockHostsPlan plan = plan_block_hosts(blockCount, replicas, start, map);
-  if (plan.blocks.empty()) return env->NewObjectArray(count, cls->blockLocation, nullptr);
+  if (plan.block_count() == 0) return env->NewObjectArray(count, cls->blockLocation, nullptr);
   // Looked up once the array has blocks: an older Hadoop still gets this
   // first array, without cached hosts.
   bool setCachedHosts = set_cached_hosts_wanted(env, plan);
@@ -95,11 +95,12 @@ jobjectArray get_file_blocklocation_array(JNIEnv* env, int blockCount, int repli
   if (factory == nullptr || env->PushLocalFrame(16) != 0) return nullptr;
   PlanArrays a;
   jobject result = nullptr;
-  if (make_plan_arrays(env, plan, setCachedHosts, a)) {
+  if (make_plan_arrays(env, plan, a)) {
     result = env->CallStaticObjectMethod(factory->cls, factory->blockLocations, count,
                                          a.hostNames, a.hostAddresses, a.offsets, a.lengths,
                                          a.replicaStart, a.replicaHosts, a.cachedStart,
-                                         a.cachedHosts, a.withCached);
+                                         a.cachedHosts, a.cachedLayout,
+                                         setCachedHosts ? JNI_TRUE : JNI_FALSE);
   }
   return static_cast<jobjectArray>(env->PopLocalFrame(result));
 }

@@ -35,20 +35,48 @@ struct HostEntry {
 
 }  // namespace
 
+// An id-to-host cache: a small direct-mapped table in front of a hash map,
+// since a file's blocks keep meeting the same few disks and nodes.
+class IdHosts final {
+ public:
+  // The host of |id|, or -1 when it has none yet.
+  int64_t find(uint32_t id) {
+    Slot& slot = slots_[id % kSlots];
+    if (slot.used && slot.id == id) return slot.host;
+    auto it = map_.find(id);
+    if (it == map_.end()) return -1;
+    slot = Slot{id, it->second, true};
+    return it->second;
+  }
+  void put(uint32_t id, jint host) {
+    map_[id] = host;
+    slots_[id % kSlots] = Slot{id, host, true};
+  }
+
+ private:
+  static constexpr size_t kSlots = 64;
+  struct Slot {
+    uint32_t id = 0;
+    jint host = 0;
+    bool used = false;
+  };
+  Slot slots_[kSlots];
+  std::unordered_map<uint32_t, jint> map_;
+};
+
 struct BlockPlanner::Lookups {
   std::unordered_map<std::string, HostEntry> hosts;
-  std::unordered_map<uint32_t, uint32_t> diskHosts;
-  std::unordered_map<uint32_t, uint32_t> cacheHosts;
+  IdHosts diskHosts;
+  IdHosts cacheHosts;
 
-  uint32_t intern(std::vector<BlockHostsPlan::Host>& table, const std::string& name,
-                  bool asReplica) {
+  jint intern(std::vector<BlockHostsPlan::Host>& table, const std::string& name, bool asReplica) {
     auto it = hosts.find(name);
     if (it == hosts.end()) {
       it = hosts.emplace(name, HostEntry{static_cast<uint32_t>(table.size()), false}).first;
       table.push_back(BlockHostsPlan::Host{name, "", false});
     }
     it->second.needsAddress = it->second.needsAddress || asReplica;
-    return it->second.index;
+    return static_cast<jint>(it->second.index);
   }
 };
 
@@ -88,48 +116,61 @@ size_t BlockPlanner::add(int blockCount, int replicas, int64_t start, const Bloc
   // Never more blocks than the reader gathered.
   const size_t count = std::min({static_cast<size_t>(blockCount), map.records.size() / recordSize,
                                  map.lengths.size()});
-  plan_.cachedLayout = plan_.cachedLayout || cached;
+  BlockHostsPlan& p = plan_;
+  p.anyCachedLayout = p.anyCachedLayout || cached;
+  // Every per-block array grows once, then is written by index.
+  const size_t base = p.offsets.size();
+  const size_t replicaBase = p.replicaHosts.size();
+  p.offsets.resize(base + count);
+  p.lengths.resize(base + count);
+  p.cachedLayout.resize(base + count, cached ? JNI_TRUE : JNI_FALSE);
+  p.replicaStart.resize(base + count + 1);
+  p.cachedStart.resize(base + count + 1);
+  p.replicaHosts.resize(replicaBase + count * replicas);
+  if (cached) p.cachedHosts.reserve(p.cachedHosts.size() + count * kMaxCachedHosts);
+  jlong* offsets = p.offsets.data() + base;
+  jlong* lengths = p.lengths.data() + base;
+  jint* replicaStart = p.replicaStart.data() + base + 1;
+  jint* cachedStart = p.cachedStart.data() + base + 1;
+  jint* replicaHosts = p.replicaHosts.data() + replicaBase;
+
   Lookups& l = *lookups_;
   int64_t offset = start;
   for (size_t b = 0; b < count; ++b) {
     const uint8_t* record = map.records.data() + b * recordSize;
     const uint8_t* disks = cached ? record : record + 8;
-    BlockHostsPlan::Block block;
-    block.length = map.lengths[b];
-    block.offset = cached ? offset : load64(record);
-    block.firstReplica = static_cast<uint32_t>(plan_.replicaHosts.size());
-    block.replicas = replicas;
-    block.cachedLayout = cached;
+    lengths[b] = map.lengths[b];
+    offsets[b] = cached ? offset : load64(record);
     for (int r = 0; r < replicas; ++r) {
       uint32_t disk = load32(disks + 4 * r);
-      auto it = l.diskHosts.find(disk);
-      if (it == l.diskHosts.end()) {
-        uint32_t host = l.intern(plan_.hosts, devid_node_name(static_cast<int32_t>(disk)), true);
-        it = l.diskHosts.emplace(disk, host).first;
+      int64_t host = l.diskHosts.find(disk);
+      if (host < 0) {
+        host = l.intern(p.hosts, devid_node_name(static_cast<int32_t>(disk)), true);
+        l.diskHosts.put(disk, static_cast<jint>(host));
       }
-      plan_.replicaHosts.push_back(it->second);
+      *replicaHosts++ = static_cast<jint>(host);
     }
-    plan_.cachedHosts.resize(plan_.cachedHosts.size() + kMaxCachedHosts, 0);
+    replicaStart[b] = static_cast<jint>(replicaHosts - p.replicaHosts.data());
     if (cached) {
-      uint32_t* slots = &plan_.cachedHosts[plan_.cachedHosts.size() - kMaxCachedHosts];
       const uint8_t* nodes = record + 4 * replicas;
       int k = 0;
       for (int r = 0; r < replicas && k < kMaxCachedHosts; ++r) {
         uint32_t node = load32(nodes + 4 * r);
         if (node == kNotCached) continue;
-        auto it = l.cacheHosts.find(node);
-        if (it == l.cacheHosts.end()) {
+        int64_t host = l.cacheHosts.find(node);
+        if (host < 0) {
           // A remote mount answers 0 without a name: the entry stays empty.
           std::string name;
           if (nodeId2Name(static_cast<int32_t>(node), name) != 0) continue;
-          it = l.cacheHosts.emplace(node, l.intern(plan_.hosts, name, false)).first;
+          host = l.intern(p.hosts, name, false);
+          l.cacheHosts.put(node, static_cast<jint>(host));
         }
-        slots[k++] = it->second;
+        p.cachedHosts.push_back(static_cast<jint>(host));
+        ++k;
       }
-      block.cachedCount = k;
-      offset = static_cast<int64_t>(static_cast<uint64_t>(offset) + block.length);
+      offset = static_cast<int64_t>(static_cast<uint64_t>(offset) + map.lengths[b]);
     }
-    plan_.blocks.push_back(block);
+    cachedStart[b] = static_cast<jint>(p.cachedHosts.size());
   }
   return count;
 }

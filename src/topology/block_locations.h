@@ -5,12 +5,15 @@
 #define KELP_TOPOLOGY_BLOCK_LOCATIONS_H
 
 #include <jni.h>
+#include <sys/stat.h>
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string>
 #include <vector>
+
+#include "jni/fd.h"
 
 namespace kelp {
 
@@ -44,6 +47,14 @@ constexpr uint32_t kNotCached = 0xFFFFFFFF;
 // Cached hosts reported per block at most (the file system's replica limit).
 constexpr int kMaxCachedHosts = 3;
 
+// Examines |path| for a status or block query: stat (links followed), or,
+// when this process may not, fstat of a read-only descriptor from
+// helper_get_fd (the daemon may open what the caller cannot). |fd| receives
+// that descriptor, or, working locally, the path opened for the block-map
+// reader now (kelp_open would stat it once more); it may stay empty. False
+// when the path cannot be examined.
+bool examine_path(int daemonFd, const char* path, struct stat& st, UniqueFd& fd);
+
 // Reads the block map of |path| (or of the open descriptor |fd| when it is
 // not negative) into |out|. 0 on success, also when a later pass failed
 // after earlier ones; 1 on failure. Always closes the descriptor it worked on.
@@ -56,33 +67,37 @@ int kelpGetFileBlockLocationOLD(int daemonFd, const char* path, FilemapIn& filem
 int host2IP(const std::string& hostName, std::string& out);
 
 // What the BlockLocation objects of one call hold (the blocks of one file, or
-// those of every located entry of a listing), worked out without Java. Host
-// names are stored once and referred to by index.
+// those of every located entry of a listing), worked out without Java, in
+// the flat layout the Java half's KELPResultFactory takes. Host names are
+// stored once and referred to by index.
 struct BlockHostsPlan {
   struct Host {
     std::string name;     // the node name ("" for an unknown disk)
     std::string address;  // "ip:0", when |resolves|
     bool resolves = false;
   };
-  struct Block {
-    int64_t offset = 0;
-    int64_t length = 0;
-    uint32_t firstReplica = 0;  // into replicaHosts
-    int replicas = 0;
-    int cachedCount = 0;      // 0..kMaxCachedHosts
-    bool cachedLayout = false;  // read with cache nodes: gets setCachedHosts
-  };
   std::vector<Host> hosts;
-  std::vector<Block> blocks;
-  std::vector<uint32_t> replicaHosts;  // each block's replicas, in order, as indexes into |hosts|
-  std::vector<uint32_t> cachedHosts;   // blocks x kMaxCachedHosts indexes into |hosts|
-  bool cachedLayout = false;           // some block carries cached hosts
+  // Per block b: its offset and length; its replicas' hosts are
+  // replicaHosts[replicaStart[b] .. replicaStart[b + 1]), its cached hosts
+  // cachedHosts[cachedStart[b] .. cachedStart[b + 1]); cachedLayout[b] when
+  // it was read with cache nodes (and so gets setCachedHosts).
+  std::vector<jlong> offsets;
+  std::vector<jlong> lengths;
+  std::vector<jint> replicaStart{0};
+  std::vector<jint> replicaHosts;
+  std::vector<jint> cachedStart{0};
+  std::vector<jint> cachedHosts;
+  std::vector<jboolean> cachedLayout;
+  bool anyCachedLayout = false;
 
+  size_t block_count() const { return offsets.size(); }
+  int replica_count(size_t block) const { return replicaStart[block + 1] - replicaStart[block]; }
+  int cached_count(size_t block) const { return cachedStart[block + 1] - cachedStart[block]; }
   const Host& replica_host(size_t block, int replica) const {
-    return hosts[replicaHosts[blocks[block].firstReplica + replica]];
+    return hosts[replicaHosts[replicaStart[block] + replica]];
   }
   const Host& cached_host(size_t block, int i) const {
-    return hosts[cachedHosts[block * kMaxCachedHosts + i]];
+    return hosts[cachedHosts[cachedStart[block] + i]];
   }
 };
 

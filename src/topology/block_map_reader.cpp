@@ -1,5 +1,6 @@
 // The block-map reader: asks libkelp.so for the disks (and, with request
 // 3006, the cache nodes) of every block of a file, pass after pass.
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -91,6 +92,15 @@ int64_t block_length(int64_t length, int64_t blockOffset, int64_t blockSize) {
 
 }  // namespace
 
+bool examine_path(int daemonFd, const char* path, struct stat& st, UniqueFd& fd) {
+  if (::stat(path, &st) == 0) {
+    if (daemonFd == kLocalConnection) fd.reset(::open(path, O_RDONLY | O_CLOEXEC));
+    return true;
+  }
+  fd.reset(helper_get_fd(daemonFd, path));
+  return fd && ::fstat(fd.get(), &st) == 0;
+}
+
 int kelpGetFileBlockLocationOLD(int daemonFd, const char* path, FilemapIn& filemap,
                                 BlockMap& out, int fd) {
   out = BlockMap();
@@ -129,6 +139,15 @@ int kelpGetFileBlockLocationOLD(int daemonFd, const char* path, FilemapIn& filem
     if (out.count > 0 && replicas != filemap.replicas) break;
     filemap.replicas = replicas;
     filemap.blockSize = std::max<int64_t>(get32(buf + kBlockSizeOutAt), filemap.blockSize);
+    if (out.count == 0 && blocks > 0 && filemap.blockSize > 0) {
+      // The whole map's size is known after the first pass: one allocation
+      // instead of a doubling per pass (bounded, for what a reply may claim).
+      int64_t expected = std::min<int64_t>(remaining / filemap.blockSize + 1, int64_t{1} << 22);
+      if (expected > blocks) {
+        out.records.reserve(static_cast<size_t>(expected * recordSize));
+        out.lengths.reserve(static_cast<size_t>(expected));
+      }
+    }
     out.records.insert(out.records.end(), buf + kRecordsAt, buf + kRecordsAt + blocks * recordSize);
     out.count += blocks;
     for (int32_t b = 0; b < blocks; ++b) {

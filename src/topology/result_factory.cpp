@@ -12,10 +12,10 @@ namespace {
 
 constexpr const char* kFactoryClass = "org/apache/hadoop/fs/kelp/KELPResultFactory";
 constexpr const char* kBlockLocationsSignature =
-    "(I[Ljava/lang/String;[Ljava/lang/String;[J[J[I[I[I[I[Z)[Lorg/apache/hadoop/fs/BlockLocation;";
+    "(I[Ljava/lang/String;[Ljava/lang/String;[J[J[I[I[I[I[ZZ)[Lorg/apache/hadoop/fs/BlockLocation;";
 constexpr const char* kStatusesSignature =
     "([Ljava/lang/String;[J[Z[I[J[J[J[S[Ljava/lang/String;[I[I[I[I[I"
-    "[Ljava/lang/String;[Ljava/lang/String;[J[J[I[I[I[I[Z)"
+    "[Ljava/lang/String;[Ljava/lang/String;[J[J[I[I[I[I[ZZ)"
     "[Lorg/apache/hadoop/fs/LocatedFileStatus;";
 
 std::atomic<const ResultFactory*> gFactory{nullptr};
@@ -80,8 +80,7 @@ jobjectArray new_string_array(JNIEnv* env, const std::vector<const char*>& texts
   return array;
 }
 
-bool make_plan_arrays(JNIEnv* env, const BlockHostsPlan& plan, bool setCachedHosts,
-                      PlanArrays& out) {
+bool make_plan_arrays(JNIEnv* env, const BlockHostsPlan& plan, PlanArrays& out) {
   std::vector<const char*> names, addresses;
   for (const BlockHostsPlan::Host& h : plan.hosts) {
     names.push_back(h.name.c_str());
@@ -90,31 +89,13 @@ bool make_plan_arrays(JNIEnv* env, const BlockHostsPlan& plan, bool setCachedHos
   if ((out.hostNames = new_string_array(env, names)) == nullptr) return false;
   if ((out.hostAddresses = new_string_array(env, addresses)) == nullptr) return false;
 
-  const size_t n = plan.blocks.size();
-  std::vector<jlong> offsets(n), lengths(n);
-  std::vector<jint> replicaStart(n + 1), cachedStart(n + 1), cachedHosts;
-  std::vector<jboolean> withCached(n);
-  std::vector<jint> replicaHosts(plan.replicaHosts.begin(), plan.replicaHosts.end());
-  for (size_t b = 0; b < n; ++b) {
-    const BlockHostsPlan::Block& block = plan.blocks[b];
-    offsets[b] = block.offset;
-    lengths[b] = block.length;
-    replicaStart[b] = static_cast<jint>(block.firstReplica);
-    cachedStart[b] = static_cast<jint>(cachedHosts.size());
-    withCached[b] = setCachedHosts && block.cachedLayout ? JNI_TRUE : JNI_FALSE;
-    for (int k = 0; k < block.cachedCount; ++k) {
-      cachedHosts.push_back(static_cast<jint>(plan.cachedHosts[b * kMaxCachedHosts + k]));
-    }
-  }
-  replicaStart[n] = static_cast<jint>(plan.replicaHosts.size());
-  cachedStart[n] = static_cast<jint>(cachedHosts.size());
-  return (out.offsets = new_long_array(env, offsets)) != nullptr &&
-         (out.lengths = new_long_array(env, lengths)) != nullptr &&
-         (out.replicaStart = new_int_array(env, replicaStart)) != nullptr &&
-         (out.replicaHosts = new_int_array(env, replicaHosts)) != nullptr &&
-         (out.cachedStart = new_int_array(env, cachedStart)) != nullptr &&
-         (out.cachedHosts = new_int_array(env, cachedHosts)) != nullptr &&
-         (out.withCached = new_boolean_array(env, withCached)) != nullptr;
+  return (out.offsets = new_long_array(env, plan.offsets)) != nullptr &&
+         (out.lengths = new_long_array(env, plan.lengths)) != nullptr &&
+         (out.replicaStart = new_int_array(env, plan.replicaStart)) != nullptr &&
+         (out.replicaHosts = new_int_array(env, plan.replicaHosts)) != nullptr &&
+         (out.cachedStart = new_int_array(env, plan.cachedStart)) != nullptr &&
+         (out.cachedHosts = new_int_array(env, plan.cachedHosts)) != nullptr &&
+         (out.cachedLayout = new_boolean_array(env, plan.cachedLayout)) != nullptr;
 }
 
 }  // namespace kelp

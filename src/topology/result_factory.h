@@ -25,7 +25,8 @@ const ResultFactory* result_factory(JNIEnv* env);
 
 // The block arrays of a plan, as KELPResultFactory takes them: the host
 // table, then per block its offset, length, replicas, cached hosts and
-// whether setCachedHosts is called. Local references of the caller's frame.
+// whether it was read with cache nodes. Local references of the caller's
+// frame.
 struct PlanArrays {
   jobjectArray hostNames = nullptr;
   jobjectArray hostAddresses = nullptr;
@@ -35,7 +36,7 @@ struct PlanArrays {
   jintArray replicaHosts = nullptr;
   jintArray cachedStart = nullptr;
   jintArray cachedHosts = nullptr;
-  jbooleanArray withCached = nullptr;
+  jbooleanArray cachedLayout = nullptr;
 };
 
 // Primitive arrays holding |values|, or null with an exception pending (also
@@ -49,11 +50,9 @@ jbooleanArray new_boolean_array(JNIEnv* env, const std::vector<jboolean>& values
 // or null with an exception pending.
 jobjectArray new_string_array(JNIEnv* env, const std::vector<const char*>& texts);
 
-// Fills |out| from |plan|; setCachedHosts is asked for on the blocks read
-// with cache nodes when |setCachedHosts| is true. False, with an exception
-// pending, when the JVM could not make an array or a string.
-bool make_plan_arrays(JNIEnv* env, const BlockHostsPlan& plan, bool setCachedHosts,
-                      PlanArrays& out);
+// Fills |out| from |plan|. False, with an exception pending, when the JVM
+// could not make an array or a string.
+bool make_plan_arrays(JNIEnv* env, const BlockHostsPlan& plan, PlanArrays& out);
 
 }  // namespace kelp
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <climits>
 
-#include "channel/connection.h"
 #include "jni/entry_guard.h"
 #include "jni/fd.h"
 #include "jni/scoped.h"
@@ -18,13 +17,9 @@ namespace {
 jobjectArray JNI_kelpGetFileBlockLocationOLD(JNIEnv* env, jint daemonFd, jstring jpath,
                                              jlong start, jlong len, jlong blockSize) {
   kelp::JavaString path(env, jpath);
-  // A path this process cannot see may still be open to the helper daemon.
   kelp::UniqueFd fd;
   struct stat st;
-  if (::stat(path.c_str(), &st) != 0) {
-    fd.reset(kelp::helper_get_fd(daemonFd, path.c_str()));
-    if (!fd || ::fstat(fd.get(), &st) != 0) return nullptr;
-  }
+  if (!kelp::examine_path(daemonFd, path.c_str(), st, fd)) return nullptr;
   if (kelp::build_devid_map() != 0) return nullptr;
   kelp::FilemapIn filemap;
   filemap.start = start;

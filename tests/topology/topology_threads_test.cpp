@@ -65,13 +65,13 @@ TEST(TopologyThreads, ConcurrentFirstQueriesBuildEachMapOnce) {
     SCOPED_TRACE(i);
     EXPECT_EQ(results[i], 0);
     const kelp::BlockHostsPlan& plan = plans[i];
-    ASSERT_EQ(plan.blocks.size(), 3u);
-    EXPECT_EQ(plan.blocks[2].offset, 8 << 20);
-    EXPECT_EQ(plan.blocks[2].length, 2 << 20);
+    ASSERT_EQ(plan.block_count(), 3u);
+    EXPECT_EQ(plan.offsets[2], 8 << 20);
+    EXPECT_EQ(plan.lengths[2], 2 << 20);
     // Block 2, replica 1: disk 104 on kelpnode4, which also caches it.
     EXPECT_EQ(plan.replica_host(2, 1).name, "kelpnode4");
     EXPECT_EQ(plan.replica_host(2, 1).address, "127.0.1.14:0");
-    ASSERT_EQ(plan.blocks[2].cachedCount, 3);
+    ASSERT_EQ(plan.cached_count(2), 3);
     EXPECT_EQ(plan.cached_host(2, 1).name, "kelpnode4");
   }
 }

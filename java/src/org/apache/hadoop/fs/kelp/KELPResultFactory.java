@@ -13,7 +13,8 @@ import org.apache.hadoop.fs.Path;
  * {@code replicaHosts[replicaStart[b] .. replicaStart[b + 1])}, its cached hosts
  * {@code cachedHosts[cachedStart[b] .. cachedStart[b + 1])}, both indexes into the host table
  * {@code hostNames} / {@code hostAddresses} (an address is null for a host that does not
- * resolve). {@code setCachedHosts} is called for a block only where {@code withCached[b]}.
+ * resolve). {@code setCachedHosts} is called for a block only where {@code cachedLayout[b]} (it
+ * was read with cache nodes) and {@code setCachedHosts} is true (the BlockLocation class has it).
  */
 final class KELPResultFactory {
   private KELPResultFactory() {}
@@ -21,10 +22,10 @@ final class KELPResultFactory {
   /** A BlockLocation[] of {@code count} elements holding blocks 0.. (the rest stay null). */
   static BlockLocation[] blockLocations(int count, String[] hostNames, String[] hostAddresses,
       long[] offsets, long[] lengths, int[] replicaStart, int[] replicaHosts, int[] cachedStart,
-      int[] cachedHosts, boolean[] withCached) {
+      int[] cachedHosts, boolean[] cachedLayout, boolean setCachedHosts) {
     BlockLocation[] out = new BlockLocation[count];
     fill(out, 0, offsets.length, hostNames, hostAddresses, offsets, lengths, replicaStart,
-        replicaHosts, cachedStart, cachedHosts, withCached);
+        replicaHosts, cachedStart, cachedHosts, cachedLayout, setCachedHosts);
     return out;
   }
 
@@ -39,7 +40,7 @@ final class KELPResultFactory {
       short[] permissions, String[] names, int[] owners, int[] groups, int[] blockCounts,
       int[] blockFirst, int[] blockAvailable, String[] hostNames, String[] hostAddresses,
       long[] offsets, long[] blockLengths, int[] replicaStart, int[] replicaHosts,
-      int[] cachedStart, int[] cachedHosts, boolean[] withCached) {
+      int[] cachedStart, int[] cachedHosts, boolean[] cachedLayout, boolean setCachedHosts) {
     LocatedFileStatus[] out = new LocatedFileStatus[paths.length];
     for (int e = 0; e < paths.length; e++) {
       if (paths[e] == null) {
@@ -47,7 +48,8 @@ final class KELPResultFactory {
       }
       BlockLocation[] blocks = new BlockLocation[blockCounts[e]];
       fill(blocks, blockFirst[e], blockAvailable[e], hostNames, hostAddresses, offsets,
-          blockLengths, replicaStart, replicaHosts, cachedStart, cachedHosts, withCached);
+          blockLengths, replicaStart, replicaHosts, cachedStart, cachedHosts, cachedLayout,
+          setCachedHosts);
       out[e] = new LocatedFileStatus(lengths[e], dirs[e], replications[e], blockSizes[e],
           modificationTimes[e], accessTimes[e], new KELPFsPermission(permissions[e]),
           names[owners[e]], names[groups[e]], null, new Path(paths[e]), blocks);
@@ -57,7 +59,7 @@ final class KELPResultFactory {
 
   private static void fill(BlockLocation[] out, int first, int available, String[] hostNames,
       String[] hostAddresses, long[] offsets, long[] lengths, int[] replicaStart,
-      int[] replicaHosts, int[] cachedStart, int[] cachedHosts, boolean[] withCached) {
+      int[] replicaHosts, int[] cachedStart, int[] cachedHosts, boolean[] cachedLayout, boolean setCachedHosts) {
     int n = Math.min(out.length, available);
     for (int i = 0; i < n; i++) {
       int b = first + i;
@@ -71,7 +73,7 @@ final class KELPResultFactory {
         hosts[r] = hostNames[h];
       }
       BlockLocation location = new BlockLocation(names, hosts, offsets[b], lengths[b]);
-      if (withCached[b]) {
+      if (setCachedHosts && cachedLayout[b]) {
         int cachedFrom = cachedStart[b];
         String[] cached = new String[cachedStart[b + 1] - cachedFrom];
         for (int k = 0; k < cached.length; k++) {

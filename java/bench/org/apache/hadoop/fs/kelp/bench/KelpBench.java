@@ -75,7 +75,7 @@ public final class KelpBench {
     }
     List<Long> times = new ArrayList<>();
     long deadline = System.nanoTime() + (long) (seconds * 1e9);
-    while (times.size() < 5 || (System.nanoTime() < deadline && times.size() < 200)) {
+    while (times.size() < 3 || (System.nanoTime() < deadline && times.size() < 200)) {
       long t0 = System.nanoTime();
       op.run();
       times.add(System.nanoTime() - t0);
