@@ -21,6 +21,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <set>
 #include <memory>
 #include <string>
 #include <vector>
@@ -213,9 +214,12 @@ class Collector final : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& r : runs) {
-      if (r.run_type == Run::RT_Iteration && !r.error_occurred) {
-        ns_[r.run_name.function_name] =
-            r.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(r.time_unit) * 1e9;
+      if (r.error_occurred) continue;
+      // With repetitions the median stands for the run; without, the one run.
+      bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
+      if (median || (r.run_type == Run::RT_Iteration && medians_.count(name(r)) == 0)) {
+        ns_[name(r)] = r.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(r.time_unit) * 1e9;
+        if (median) medians_.insert(name(r));
       }
     }
     ConsoleReporter::ReportRuns(runs);
@@ -227,7 +231,10 @@ class Collector final : public benchmark::ConsoleReporter {
   }
 
  private:
+  static const std::string& name(const Run& r) { return r.run_name.function_name; }
+
   std::map<std::string, double> ns_;
+  std::set<std::string> medians_;
 };
 
 std::string listing_name(int entries, const char* mode, bool located, int threads) {

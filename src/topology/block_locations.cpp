@@ -118,7 +118,8 @@ size_t BlockPlanner::add(int blockCount, int replicas, int64_t start, const Bloc
                                  map.lengths.size()});
   BlockHostsPlan& p = plan_;
   p.anyCachedLayout = p.anyCachedLayout || cached;
-  // Every per-block array grows once, then is written by index.
+  // Every per-block array grows once per map (resize grows geometrically, so
+  // a listing's many small maps stay linear), then is written by index.
   const size_t base = p.offsets.size();
   const size_t replicaBase = p.replicaHosts.size();
   p.offsets.resize(base + count);
@@ -127,7 +128,6 @@ size_t BlockPlanner::add(int blockCount, int replicas, int64_t start, const Bloc
   p.replicaStart.resize(base + count + 1);
   p.cachedStart.resize(base + count + 1);
   p.replicaHosts.resize(replicaBase + count * replicas);
-  if (cached) p.cachedHosts.reserve(p.cachedHosts.size() + count * kMaxCachedHosts);
   jlong* offsets = p.offsets.data() + base;
   jlong* lengths = p.lengths.data() + base;
   jint* replicaStart = p.replicaStart.data() + base + 1;
