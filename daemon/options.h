@@ -4,10 +4,21 @@
 
 #include <sys/types.h>
 
+#include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace kelpd {
+
+// Whom one peer may act for, in the sense of Hadoop's proxy-user rules: the
+// users named, the members of the groups named, anyone for "*".
+struct ProxyRule {
+  bool any_user = false;
+  bool any_group = false;
+  std::set<std::string> users;
+  std::set<std::string> groups;
+};
 
 struct Options {
   // The handshake answer for an allowed peer: 1 lets the caller work with its
@@ -21,6 +32,11 @@ struct Options {
   int max_clients = 256;
   // One log line when a client connects and one when its connection ends.
   bool log_connections = false;
+  // Directories besides the Kelp mounts that request paths may name.
+  std::vector<std::string> allowed_paths;
+  // Acting for another user, by the peer's uid; a peer without a rule acts
+  // only for itself.
+  std::map<uid_t, ProxyRule> proxy_rules;
 };
 
 // Parses argv. On a usage error prints the reason and the usage to stderr

@@ -9,6 +9,8 @@
 
 namespace kelpd {
 
+class Policy;
+
 // What goes back to the client: a reply frame of the request's type and,
 // after it, possibly a descriptor.
 struct Reply {
@@ -22,8 +24,12 @@ enum class Outcome {
   kUnknown,    // not a request type of the protocol: drop the connection
 };
 
-// Performs request |type| with |payload|.
-Outcome perform(char type, const std::vector<char>& payload, Reply& reply);
+// Performs request |type| with |payload|. With |policy| (the daemon always
+// gives one) a request naming a path or an owner the peer may not reach is
+// answered with the request's failure answer and nothing is done; without
+// it only the decoding is checked.
+Outcome perform(char type, const std::vector<char>& payload, Reply& reply,
+                const Policy* policy = nullptr);
 
 }  // namespace kelpd
 

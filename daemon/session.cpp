@@ -14,6 +14,7 @@
 #include "channel/framing.h"
 #include "channel/payload.h"
 #include "log.h"
+#include "policy.h"
 #include "requests.h"
 
 namespace kelpd {
@@ -123,6 +124,11 @@ bool handshake(const Peer& peer, const Options& options) {
     send_byte(peer.fd, kelp::kMsgHandshake, 0);
     return false;
   }
+  // Naming another user is acting for it.
+  if (!Policy(options, peer).handshake_user(user)) {
+    send_byte(peer.fd, kelp::kMsgHandshake, 0);
+    return false;
+  }
   if (!send_byte(peer.fd, kelp::kMsgHandshake, options.accepted_reply)) return false;
   // An accepted client may stay idle between requests as long as it likes.
   set_receive_timeout(peer.fd, 0);
@@ -133,6 +139,7 @@ bool handshake(const Peer& peer, const Options& options) {
 
 void serve_client(const Peer& peer, const Options& options) {
   if (!handshake(peer, options)) return;
+  const Policy policy(options, peer);
   char type = 0;
   std::vector<char> payload;
   for (;;) {
@@ -143,7 +150,7 @@ void serve_client(const Peer& peer, const Options& options) {
     }
     if (type == kelp::kMsgQuit) return;
     Reply reply;
-    switch (perform(type, payload, reply)) {
+    switch (perform(type, payload, reply, &policy)) {
       case Outcome::kReply:
         break;
       case Outcome::kMalformed:

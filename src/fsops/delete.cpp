@@ -60,40 +60,48 @@ int kelp_delete_dir_content(int dirfd) {
   while (struct dirent* e = ::readdir(dir.get())) {
     const char* name = e->d_name;
     if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
-    UniqueFd child(::openat(dirfd, name, O_RDONLY | O_CLOEXEC));
-    if (!child) {
+    // The entry itself decides, never what a link names: links, files and
+    // special files are unlinked without being opened.
+    struct stat st;
+    if (::fstatat(dirfd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) {
       debug_log("openat error %d on %s\n", errno, name);
       return kDeleteFailed;
     }
-    if (std::strcmp(name, kSnapshotDirName) == 0) {
-      if (check_dir_snapshot(child) == 1) {
-        debug_log("found snapshot in %s\n", name);
-        return kDeleteSnapshotFound;
-      }
+    bool is_snapshot_name = std::strcmp(name, kSnapshotDirName) == 0;
+    if (S_ISLNK(st.st_mode) && is_snapshot_name) {
+      // A ".snapshot" link still stops the delete as a snapshot directory
+      // would; its target is only read, never emptied.
+      UniqueFd target(::openat(dirfd, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+      if (target) return check_dir_snapshot(target) == 1 ? kDeleteSnapshotFound : kDeleteFailed;
+    }
+    int flag = 0;
+    if (S_ISDIR(st.st_mode)) {
+      // O_NOFOLLOW: a directory swapped for a link since the fstatat above
+      // fails here instead of being descended.
+      UniqueFd child(::openat(dirfd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
       if (!child) {
+        debug_log("openat error %d on %s\n", errno, name);
+        return kDeleteFailed;
+      }
+      if (is_snapshot_name) {
+        if (check_dir_snapshot(child) == 1) {
+          debug_log("found snapshot in %s\n", name);
+          return kDeleteSnapshotFound;
+        }
         // The emptiness test consumed the descriptor: an empty snapshot
         // directory stops the delete as a failed status call would.
         debug_log("fstat error %d\n", EBADF);
         return kDeleteFailed;
       }
-    }
-    struct stat st;
-    if (::fstat(child.get(), &st) != 0) {
-      debug_log("fstat error %d\n", errno);
-      close_child(child);
-      return kDeleteFailed;
-    }
-    int flag = 0;
-    if (S_ISDIR(st.st_mode)) {
       int result = kelp_delete_dir_content(child.get());
       if (result != kDeleteOk) {
         debug_log("kelp_delete_dir_content error on %s\n", name);
         close_child(child);
         return result;
       }
+      close_child(child);
       flag = AT_REMOVEDIR;
     }
-    close_child(child);
     if (::unlinkat(dirfd, name, flag) != 0) {
       debug_log("unlinkat error %d on %s\n", errno, name);
       return kDeleteFailed;
@@ -102,8 +110,29 @@ int kelp_delete_dir_content(int dirfd) {
   return kDeleteOk;
 }
 
+namespace {
+
+// |path| is itself a symbolic link: the link goes, its target stays. What
+// the target is still decides as before (missing: failure; a non-empty
+// directory without recursion: refused).
+int delete_link(const char* path, bool recursive) {
+  struct stat st;
+  if (::stat(path, &st) != 0) return kDeleteFailed;
+  if (S_ISDIR(st.st_mode) && !recursive) {
+    UniqueDir dir(::opendir(path));
+    if (!dir || has_three_entries(dir.get())) return kDeleteFailed;
+  }
+  return ::unlink(path) == 0 ? kDeleteOk : kDeleteFailed;
+}
+
+}  // namespace
+
 int kelp_delete(const char* path, bool recursive) {
-  UniqueFd fd(::open(path, O_RDONLY | O_CLOEXEC));
+  struct stat lst;
+  if (::lstat(path, &lst) == 0 && S_ISLNK(lst.st_mode)) return delete_link(path, recursive);
+  // O_NOFOLLOW: a link put in the path's place since the lstat is refused.
+  // O_NONBLOCK: a FIFO is only looked at, never waited on.
+  UniqueFd fd(::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!fd) return kDeleteFailed;
   struct stat st;
   if (::fstat(fd.get(), &st) != 0) {
@@ -112,7 +141,11 @@ int kelp_delete(const char* path, bool recursive) {
   }
   if (S_ISDIR(st.st_mode)) {
     if (!recursive) {
-      UniqueDir dir(::opendir(path));
+      // Read through the descriptor, not the name, so it is this directory.
+      UniqueFd again(::openat(fd.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+      DIR* d = again ? ::fdopendir(again.get()) : nullptr;
+      if (d != nullptr) again.release();
+      UniqueDir dir(d);
       // A non-empty directory is refused without a word.
       if (!dir || has_three_entries(dir.get())) return kDeleteFailed;
     }

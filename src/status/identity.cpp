@@ -91,14 +91,20 @@ int uidgid_to_names(uid_t uid, gid_t gid, char* user, size_t user_capacity, char
   return gid_to_grpname(gid, group, group_capacity);
 }
 
-int usrname_to_uid(const char* name, uid_t& out) {
+int usrname_to_ids(const char* name, uid_t& uid, gid_t& gid) {
   return lookup<passwd>(
       _SC_GETPW_R_SIZE_MAX, false,
       [name](passwd* r, char* b, size_t n, passwd** res) { return ::getpwnam_r(name, r, b, n, res); },
-      [&out](const passwd& pw) {
-        out = pw.pw_uid;
+      [&uid, &gid](const passwd& pw) {
+        uid = pw.pw_uid;
+        gid = pw.pw_gid;
         return 0;
       });
+}
+
+int usrname_to_uid(const char* name, uid_t& out) {
+  gid_t ignored;
+  return usrname_to_ids(name, out, ignored);
 }
 
 int grpname_to_gid(const char* name, gid_t& out) {

@@ -30,6 +30,9 @@ int uidgid_to_names(uid_t uid, gid_t gid, char* user, size_t user_capacity, char
 // The id of account |name|; |out| is untouched on failure.
 int usrname_to_uid(const char* name, uid_t& out);
 
+// The uid and primary gid of account |name|; both untouched on failure.
+int usrname_to_ids(const char* name, uid_t& uid, gid_t& gid);
+
 // The id of group |name|; |out| is untouched on failure.
 int grpname_to_gid(const char* name, gid_t& out);
 

@@ -47,7 +47,7 @@ TEST_F(Daemon, TheAllowListDecidesTheHandshake) {
 
 TEST_F(Daemon, StartsAnswersAndStopsBesideOldSockets) {
   {
-    HelperDaemon dead({"--allow-uid", "0"});
+    HelperDaemon dead({"--allow-uid", "0", "--proxy-user", "0", "--proxy-users", "kelpuser1"});
     ASSERT_TRUE(dead.ready()) << dead.log();
     EXPECT_EQ(connect_daemon(0, "root"), -42) << "local is the default";
     kelp::UniqueFd conn(connect_daemon(1, "kelpuser1"));

@@ -149,7 +149,9 @@ TEST_F(ListingThreads, NoWorkerIsLeftWaiting) {
 // act for a proxy user.
 class ListingLocalDaemon : public ListingThreads {
  protected:
-  static void SetUpTestSuite() { start({"--local", "--allow-uid", "0"}); }
+  static void SetUpTestSuite() {
+    start({"--local", "--allow-uid", "0", "--proxy-user", "root", "--proxy-users", "kelpuser1"});
+  }
 };
 
 TEST_F(ListingLocalDaemon, OnlyProxyListingsGetWorkers) {

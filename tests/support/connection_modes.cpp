@@ -15,8 +15,9 @@ void ConnectionModeTest::SetUp() {
     return;
   }
   if (!daemon_) {
-    daemon_ =
-        std::make_unique<HelperDaemon>(std::vector<std::string>{"--serve", "--allow-uid", "0"});
+    std::vector<std::string> args = {"--serve", "--allow-uid", "0"};
+    for (auto& a : suite_policy()) args.push_back(a);
+    daemon_ = std::make_unique<HelperDaemon>(args);
   }
   ASSERT_TRUE(daemon_->ready()) << daemon_->log();
   conn_ = Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, jstr("root"), nullptr);

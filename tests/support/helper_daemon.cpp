@@ -14,6 +14,11 @@
 
 namespace kelptest {
 
+std::vector<std::string> suite_policy() {
+  return {"--allow-path", "/mnt/other", "--allow-path", "/mnt/noacl", "--proxy-user", "root",
+          "--proxy-users", "*", "--proxy-groups", "*"};
+}
+
 HelperDaemon::HelperDaemon(const std::vector<std::string>& args) {
   require_sandbox();
   char log_path[] = "/var/run/kelp-helperd.XXXXXX";

@@ -10,6 +10,12 @@
 
 namespace kelptest {
 
+// What the suites' daemons add to their mode and allow list: renames reach
+// /mnt/other and ACL tests /mnt/noacl besides the Kelp mounts, and root may
+// act for every user and group, so the library's own answers are what the
+// suites see.
+std::vector<std::string> suite_policy();
+
 class HelperDaemon final {
  public:
   // Starts the daemon with |args| (plus --ready-fd) and returns once it
