@@ -4,13 +4,17 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "fsops/local_ops.h"
 #include "support/sandbox.h"
@@ -195,6 +199,68 @@ TEST_F(LocalOps, DeleteStopsAtSnapshotDirectories) {
   EXPECT_EQ(kelp::kelp_delete(d.c_str(), true), kelp::kDeleteOk);
   EXPECT_FALSE(path_exists(d));
   EXPECT_EQ(kelptest::count_open_fds(), before);
+}
+
+TEST_F(LocalOps, DeleteRemovesLinksNeverWhatTheyName) {
+  ScratchDir outside("delete-outside", kelptest::kOtherMount);
+  std::string target = outside / "dir";
+  ASSERT_EQ(kelp::kelp_mkdirs((target + "/deep").c_str(), 0755), 1);
+  kelptest::write_file(target + "/deep/keep", "keep");
+  kelptest::write_file(outside / "file", "keep");
+  std::string d = dir_ / "linked";
+  ASSERT_EQ(kelp::kelp_mkdirs((d + "/sub").c_str(), 0755), 1);
+  ASSERT_EQ(::symlink(target.c_str(), (d + "/sub/to-dir").c_str()), 0);
+  ASSERT_EQ(::symlink((outside / "file").c_str(), (d + "/to-file").c_str()), 0);
+  ASSERT_EQ(::symlink("/nowhere", (d + "/dangling").c_str()), 0);
+  ASSERT_EQ(::mkfifo((d + "/fifo").c_str(), 0600), 0);  // unlinked, never opened
+  EXPECT_EQ(kelp::kelp_delete(d.c_str(), true), kelp::kDeleteOk);
+  EXPECT_FALSE(path_exists(d));
+  EXPECT_EQ(kelptest::read_file(target + "/deep/keep"), "keep");
+  EXPECT_EQ(kelptest::read_file(outside / "file"), "keep");
+
+  // The path itself a link: the link goes; its target decides as before.
+  std::string link = dir_ / "link";
+  ASSERT_EQ(::symlink(target.c_str(), link.c_str()), 0);
+  EXPECT_EQ(kelp::kelp_delete(link.c_str(), false), kelp::kDeleteFailed) << "not empty";
+  EXPECT_EQ(kelp::kelp_delete(link.c_str(), true), kelp::kDeleteOk);
+  EXPECT_FALSE(path_exists(link));
+  EXPECT_EQ(kelptest::read_file(target + "/deep/keep"), "keep");
+
+  // A ".snapshot" link still stops the delete, its target only read.
+  ASSERT_EQ(::mkdir(d.c_str(), 0755), 0);
+  ASSERT_EQ(::symlink(target.c_str(), (d + "/.snapshot").c_str()), 0);
+  EXPECT_EQ(kelp::kelp_delete(d.c_str(), true), kelp::kDeleteSnapshotFound);
+  EXPECT_EQ(kelptest::read_file(target + "/deep/keep"), "keep");
+  ASSERT_EQ(::unlink((d + "/.snapshot").c_str()), 0);
+}
+
+// A directory and a link to the outside swap places (atomically, over and
+// over) while the tree is deleted: whatever the delete finds, it never
+// reaches through the link.
+TEST_F(LocalOps, DeleteNeverFollowsALinkSwappedInDuringTheWalk) {
+  ScratchDir outside("race-outside", kelptest::kOtherMount);
+  std::string target = outside / "dir";
+  for (int round = 0; round < 200; ++round) {
+    ASSERT_EQ(kelp::kelp_mkdirs((target + "/deep").c_str(), 0755), 1);
+    kelptest::write_file(target + "/deep/keep", "keep");
+    std::string d = dir_ / "race";
+    ASSERT_EQ(kelp::kelp_mkdirs((d + "/x/y").c_str(), 0755), 1);
+    kelptest::write_file(d + "/x/y/f", "");
+    ASSERT_EQ(::symlink(target.c_str(), (d + "/l").c_str()), 0);
+    std::atomic<bool> stop{false};
+    std::thread swapper([&] {
+      while (!stop.load()) {
+        ::syscall(SYS_renameat2, AT_FDCWD, (d + "/x").c_str(), AT_FDCWD, (d + "/l").c_str(),
+                  RENAME_EXCHANGE);
+      }
+    });
+    int result = kelp::kelp_delete(d.c_str(), true);
+    stop = true;
+    swapper.join();
+    EXPECT_NE(result, kelp::kDeleteSnapshotFound);
+    ASSERT_EQ(kelptest::read_file(target + "/deep/keep"), "keep") << "round " << round;
+    kelptest::run_command("rm -rf " + d);
+  }
 }
 
 TEST_F(LocalOps, RenameResultCodes) {

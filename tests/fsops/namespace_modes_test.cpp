@@ -127,6 +127,28 @@ TEST_P(NamespaceOps, SymbolicLinks) {
   EXPECT_EQ(count_open_fds(), before) << "the descriptor used for reading is closed";
 }
 
+// Through the daemon the delete runs as root: a link in the tree must still
+// go as a link, whatever it names.
+TEST_P(NamespaceOps, RecursiveDeleteRemovesLinksNotTheirTargets) {
+  kelptest::ScratchDir outside("ns-outside", kelptest::kOtherMount);
+  ASSERT_TRUE(KELP_NS(nMkdirs, jstr(outside / "dir/deep"), 0755));
+  write_file(outside / "dir/deep/keep", "keep");
+  write_file(outside / "file", "keep");
+  ASSERT_TRUE(KELP_NS(nMkdirs, jstr(dir_ / "t/sub"), 0755));
+  ASSERT_TRUE(KELP_NS(nCreateSymlink, jstr(outside / "dir"), jstr(dir_ / "t/sub/to-dir")));
+  ASSERT_TRUE(KELP_NS(nCreateSymlink, jstr(outside / "file"), jstr(dir_ / "t/to-file")));
+  EXPECT_TRUE(KELP_NS(nDelete, jstr(dir_ / "t"), JNI_TRUE));
+  EXPECT_FALSE(path_exists(dir_ / "t"));
+  EXPECT_EQ(read_file(outside / "dir/deep/keep"), "keep");
+  EXPECT_EQ(read_file(outside / "file"), "keep");
+
+  ASSERT_TRUE(KELP_NS(nCreateSymlink, jstr(outside / "dir"), jstr(dir_ / "l")));
+  EXPECT_FALSE(KELP_NS(nDelete, jstr(dir_ / "l"), JNI_FALSE)) << "its target is not empty";
+  EXPECT_TRUE(KELP_NS(nDelete, jstr(dir_ / "l"), JNI_TRUE));
+  EXPECT_FALSE(path_exists(dir_ / "l"));
+  EXPECT_EQ(read_file(outside / "dir/deep/keep"), "keep");
+}
+
 KELP_INSTANTIATE_IN_BOTH_MODES(NamespaceOps);
 
 }  // namespace
