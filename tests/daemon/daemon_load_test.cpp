@@ -2,135 +2,25 @@
 // mixed requests, among them clients that send garbage or vanish mid-frame.
 // Afterwards it must still serve and hold no more descriptors than before.
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "channel/connection.h"
-#include "channel/framing.h"
-#include "channel/payload.h"
-#include "channel/request.h"
-#include "jni/fd.h"
+#include "support/daemon_clients.h"
 #include "support/helper_daemon.h"
 #include "support/sandbox.h"
 
 namespace {
 
-using kelp::Payload;
-using kelp::UniqueFd;
+using kelptest::bad_client;
+using kelptest::good_client;
+using kelptest::kBadKinds;
 
 constexpr int kClients = 100;
 constexpr int kRounds = 10;
-
-// Waits until the daemon has closed its end: reads to end of file.
-void wait_for_hangup(int fd) {
-  char buf[256];
-  while (::read(fd, buf, sizeof buf) > 0) {
-  }
-}
-
-bool byte_request(int conn, char type, const Payload& p, int expected) {
-  signed char reply = -1;
-  return kelp::exchange_byte(conn, type, p, reply) && reply == expected;
-}
-
-// A well-behaved client: |kRounds| rounds of mixed requests on its own
-// directory, then 'q'. Returns what went wrong, or "".
-std::string good_client(const std::string& base) {
-  UniqueFd conn(kelp::connect_daemon(0, "root"));
-  if (!conn) return "no connection";
-  int c = conn.get();
-  for (int r = 0; r < kRounds; ++r) {
-    std::string dir = base + "/r" + std::to_string(r), f = dir + "/f", g = dir + "/g";
-    std::string text = "round " + std::to_string(r);
-    if (!byte_request(c, kelp::kMsgMkdirs, Payload().str(dir).i32(0755), 1)) return "mkdirs " + dir;
-    UniqueFd out(
-        kelp::exchange_for_fd(c, kelp::kMsgCreate, Payload().str(f).i32(0644).i32(0).i32(0).i32(0))
-            .fd);
-    if (!out || ::write(out.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-      return "create and write " + f;
-    }
-    out.reset();
-    if (!byte_request(c, kelp::kMsgExists, Payload().str(f), 1)) return "exists " + f;
-    if (!byte_request(c, kelp::kMsgRename, Payload().str(f).str(g), 1)) return "rename " + f;
-    char buf[kelp::kPathReplySize + 1] = {};
-    UniqueFd in(kelp::helper_get_fd(c, g.c_str()));
-    if (!in || ::read(in.get(), buf, sizeof buf - 1) <= 0 || text != buf) return "read " + g;
-    in.reset();
-    std::fill(buf, buf + sizeof buf, 0);
-    if (!kelp::exchange(c, kelp::kMsgResolveSymlink, Payload().str(dir + "/./g"), buf,
-                        kelp::kPathReplySize) ||
-        g != buf) {
-      return "resolve " + g;
-    }
-    if (!byte_request(c, kelp::kMsgChmod, Payload().str(g).i32(0600), 1)) return "chmod " + g;
-    if (!byte_request(c, kelp::kMsgDelete, Payload().str(dir).i32(1), 1)) return "delete " + dir;
-    if (!byte_request(c, kelp::kMsgExists, Payload().str(dir), 0)) return "still there: " + dir;
-  }
-  kelp::send_message(c, kelp::kMsgQuit, nullptr, 0);
-  wait_for_hangup(c);
-  return "";
-}
-
-// A connection that has not said hello.
-UniqueFd raw_connect() {
-  UniqueFd s(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_un addr{};
-  addr.sun_family = AF_UNIX;
-  std::strncpy(addr.sun_path, kelp::kDaemonSocketPath, sizeof addr.sun_path - 1);
-  if (::connect(s.get(), reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) return UniqueFd();
-  return s;
-}
-
-// A frame header announcing |length| bytes of type |type|.
-std::string header(char type, uint32_t length) {
-  char h[5] = {type};
-  kelp::serialize_int(h + 1, static_cast<int>(length));
-  return std::string(h, 5);
-}
-
-constexpr int kBadKinds = 8;
-
-// The ways a client can misbehave; each ends once the daemon has dropped it.
-std::string bad_client(int kind, const std::string& base) {
-  // What each kind sends, after the handshake from kind 2 on.
-  const std::string sends[kBadKinds - 1] = {
-      std::string("\x00\x00\x00\x00\x08garbage!", 13),         // garbage instead of a handshake
-      "",                                                      // connects and leaves at once
-      header(kelp::kMsgMkdirs, 64u << 20),                     // a frame far over the limit
-      header(kelp::kMsgMkdirs, 8).substr(0, 3),                // half a header, then gone
-      header(kelp::kMsgMkdirs, 100) + "/mnt/kelp",             // a payload cut short, then gone
-      header('Z', 0),                                          // a type the protocol does not have
-      header(kelp::kMsgMkdirs, 4) + std::string("/x\0\0", 4),  // a request missing its integer
-  };
-  UniqueFd s(kind < 2 ? raw_connect().release() : kelp::connect_daemon(0, "root"));
-  if (!s) return "no connection";
-  int fd = s.get();
-  if (kind < kBadKinds - 1) {
-    ssize_t ignored = ::write(fd, sends[kind].data(), sends[kind].size());
-    (void)ignored;
-    ::shutdown(fd, SHUT_WR);
-    wait_for_hangup(fd);
-    return "";
-  }
-  // Asks for a descriptor and does not stay for the answer: the daemon's
-  // answer fails, it drops the connection and closes.
-  ::shutdown(fd, SHUT_RD);
-  std::string f = base + "/abandoned";
-  Payload().str(f).i32(0644).i32(0).i32(1).i32(0).send(fd, kelp::kMsgCreate);
-  struct pollfd p = {fd, POLLHUP, 0};
-  while (::poll(&p, 1, -1) < 0) {
-  }
-  return kelptest::path_exists(f) ? "" : "the abandoned create did not run";
-}
 
 TEST(DaemonLoad, ServesManyClientsAndSurvivesBadOnesWithoutLeaking) {
   // Writing to a client that has gone must not end this process either.
@@ -141,7 +31,7 @@ TEST(DaemonLoad, ServesManyClientsAndSurvivesBadOnesWithoutLeaking) {
   ASSERT_TRUE(daemon.ready()) << daemon.log();
 
   // Once every kind of request has run once, nothing more stays open.
-  ASSERT_EQ(good_client(dir / "warmup"), "");
+  ASSERT_EQ(good_client(dir / "warmup", kRounds), "");
   int baseline = daemon.open_fds();
   ASSERT_GT(baseline, 0);
 
@@ -151,14 +41,14 @@ TEST(DaemonLoad, ServesManyClientsAndSurvivesBadOnesWithoutLeaking) {
     // Every fourth client misbehaves, each kind several times over.
     clients.emplace_back([&, i] {
       failures[i] = i % 4 == 3 ? bad_client((i / 4) % kBadKinds, dir.path())
-                               : good_client(dir / ("c" + std::to_string(i)));
+                               : good_client(dir / ("c" + std::to_string(i)), kRounds);
     });
   }
   for (auto& t : clients) t.join();
   for (int i = 0; i < kClients; ++i) EXPECT_EQ(failures[i], "") << "client " << i;
 
   EXPECT_EQ(daemon.open_fds(), baseline);
-  EXPECT_EQ(good_client(dir / "after"), "") << "it still serves";
+  EXPECT_EQ(good_client(dir / "after", kRounds), "") << "it still serves";
   EXPECT_EQ(daemon.stop(), 0);
   std::string log = daemon.log();
   EXPECT_NE(log.find("unknown request type 0x5a"), std::string::npos) << log;
