@@ -91,25 +91,36 @@ bool member_of_any(const std::string& user, const std::set<std::string>& names) 
 }  // namespace
 
 bool resolve_location(const std::string& path, Last last, std::string& resolved) {
-  if (path.empty() || path[0] != '/') return false;
+  if (path.empty() || path[0] != '/' || path.size() >= PATH_MAX) return false;
   std::string p = path;
   while (p.size() > 1 && p.back() == '/') p.pop_back();
-  size_t slash = p.rfind('/');
-  std::string parent = slash == 0 ? "/" : p.substr(0, slash);
-  std::string name = p.substr(slash + 1);
-  bool dots = name == "." || name == "..";
-  if (last == Last::kFollow || dots || p == "/") {
-    if (canonical(p, resolved)) return true;
+  // Components that do not exist yet (or, first, a last one not to be
+  // followed), nearest the end first.
+  std::vector<std::string> pending;
+  auto step_up = [&p, &pending] {
+    size_t slash = p.rfind('/');
+    std::string name = p.substr(slash + 1);
+    if (name.empty() || name == "." || name == "..") return false;
+    pending.push_back(name);
+    p.erase(slash == 0 ? 1 : slash);
+    return true;
+  };
+  if (last == Last::kNoFollow && p != "/" && !step_up()) {
+    // "." or ".." as the last component names a directory, resolved whole.
+    pending.clear();
+  }
+  std::string real;
+  while (!canonical(p, real)) {
     struct stat st;
     // Anything there that cannot be resolved (a dangling link) would be
     // followed somewhere unknown.
-    if (errno != ENOENT || ::lstat(p.c_str(), &st) == 0 || dots) return false;
+    if (errno != ENOENT || ::lstat(p.c_str(), &st) == 0 || !step_up()) return false;
   }
-  std::string real_parent;
-  if (!canonical(parent, real_parent)) {
-    if (errno != ENOENT || !resolve_location(parent, Last::kFollow, real_parent)) return false;
+  resolved = real;
+  for (auto it = pending.rbegin(); it != pending.rend(); ++it) {
+    if (resolved != "/") resolved += '/';
+    resolved += *it;
   }
-  resolved = real_parent == "/" ? "/" + name : real_parent + "/" + name;
   return true;
 }
 
