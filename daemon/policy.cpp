@@ -131,8 +131,8 @@ bool Policy::path(char type, const std::string& path, Last last) const {
       if (inside(resolved, root)) return true;
     }
   }
-  log_line("client pid %d uid %u: '%c' request refused: path \"%s\" is outside the allowed "
-           "file systems",
+  log_line("client pid %d uid %u: '%c' request refused: path \"%s\" does not resolve inside the "
+           "allowed file systems",
            peer_.pid, peer_.uid, type, printable(path).c_str());
   return false;
 }

@@ -16,7 +16,9 @@ if [ -x "$build/kelp-helperd" ]; then
   # The daemon writes one byte to its --ready-fd once it listens.
   ready=$(mktemp -u /run/kelp-helperd-ready.XXXXXX)
   mkfifo -m 600 "$ready"
+  # Root acts for kelpuser1 in the daemon part of the demo.
   "$build/kelp-helperd" --serve --allow-uid 0 --allow-uid 5001 --allow-uid 5002 \
+    --proxy-user root --proxy-users kelpuser1 \
     --ready-fd 3 3>"$ready" &
   daemon_pid=$!
   byte=
