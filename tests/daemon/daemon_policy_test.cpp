@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <string>
+#include <vector>
 
 #include "channel/connection.h"
 #include "channel/framing.h"
@@ -187,6 +188,21 @@ TEST_F(DaemonPolicy, ActingForOthersFollowsTheProxyRules) {
   status = kelptest::run_as(kelptest::kUser2Uid, kelptest::kGroup2Gid,
                             [] { return kelp::connect_daemon(1, "kelpuser2") == -1 ? 0 : 1; });
   EXPECT_EQ(status, 0);
+}
+
+// A policy that cannot mean what it says stops the start (status 2).
+TEST(DaemonPolicyOptions, AmbiguousRulesStopTheStart) {
+  kelptest::require_sandbox();
+  for (const auto& args : std::vector<std::vector<std::string>>{
+           {"--proxy-users", "kelpuser1"},                // whose rule?
+           {"--proxy-user", "nosuchuser", "--proxy-users", "*"},
+           {"--proxy-user", "kelpsvc", "--proxy-groups", ""},
+           {"--allow-path", "mnt/kelp"}}) {               // relative
+    ::unlink(kelp::kDaemonSocketPath);
+    kelptest::HelperDaemon d(args);
+    EXPECT_FALSE(d.ready());
+    EXPECT_EQ(d.wait(), 2) << args[0] << " " << args[1];
+  }
 }
 
 }  // namespace
