@@ -1,0 +1,89 @@
+package org.apache.hadoop.fs.kelp.apps;
+
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertTrue;
+
+import java.io.ByteArrayOutputStream;
+import java.io.PrintStream;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.util.List;
+
+import org.apache.hadoop.conf.Configuration;
+import org.apache.hadoop.fs.FileSystem;
+import org.apache.hadoop.fs.Path;
+import org.junit.AfterClass;
+import org.junit.Test;
+
+/**
+ * Hadoop's own shell and a MapReduce job on kelp://, inside the sandbox
+ * (the default simulated cluster of sandbox/scenarios/default.scn).
+ */
+public class KelpAppsTest {
+  private static final String BASE = System.getProperty("kelp.test.base", "kelp:///apps-test");
+
+  @AfterClass
+  public static void closeFileSystems() throws Exception {
+    FileSystem.closeAll();
+  }
+
+  /**
+   * Where default.scn places replica r of block b: on disk 101 + (b + r) mod 4,
+   * whose first server is kelpnode(1 + (b + r) mod 4).
+   */
+  private static List<String> placedHosts(long block) {
+    return List.of(node(block), node(block + 1), node(block + 2));
+  }
+
+  private static String node(long i) {
+    return "kelpnode" + (1 + i % 4);
+  }
+
+  @Test
+  public void wordCountReadsSplitsOnThePlacedHostsAndCountsRight() throws Exception {
+    java.nio.file.Path scratch = Files.createTempDirectory("kelp-wordcount");
+    long bytes = 3 * WordCount.BLOCK_SIZE + WordCount.BLOCK_SIZE / 2;
+    WordCount.Result r = WordCount.run(new Configuration(), new Path(BASE + "/wc/input.txt"),
+        new Path(BASE + "/wc/output"), scratch.toString(), bytes);
+
+    assertTrue("the job failed", r.succeeded);
+    assertEquals(r.expected, r.counted);
+    assertEquals("kelp", r.top(1).get(0).getKey());
+
+    // One split per 4 MiB block, together covering the file, each on the
+    // hosts the simulated cluster placed its block on.
+    assertEquals(4, r.splits.size());
+    long next = 0;
+    for (WordCount.Split s : r.splits) {
+      assertEquals(next, s.start);
+      assertEquals(0, s.start % WordCount.BLOCK_SIZE);
+      assertEquals("hosts of " + s, placedHosts(s.start / WordCount.BLOCK_SIZE), s.hosts);
+      next += s.length;
+    }
+    assertEquals(r.inputBytes, next);
+  }
+
+  @Test
+  public void shellSessionShowsEachChange() throws Exception {
+    ByteArrayOutputStream buf = new ByteArrayOutputStream();
+    PrintStream saved = System.out;
+    List<String> failed;
+    try (PrintStream capture = new PrintStream(buf, true, StandardCharsets.UTF_8)) {
+      System.setOut(capture);
+      failed = new FsShellDemo(new Configuration(), capture).session(BASE + "/shell");
+    } finally {
+      System.setOut(saved);
+    }
+    String out = buf.toString(StandardCharsets.UTF_8);
+    saved.print(out);
+
+    assertEquals(List.of(), failed);
+    assertTrue(out.contains("Every line of this file went through put"));
+    assertTrue(out.contains("replication 2\n"));
+    assertTrue(out.matches("(?s).*-rw-r-----\\+?\\s+\\d+ kelpuser1 kelpgrp1 .*hello\\.txt.*"));
+    assertTrue(out.contains("user:kelpuser2:r--"));
+    assertTrue(out.contains("user.team=\"storage\""));
+    assertTrue(out.matches("(?s).*/data/\\.snapshot/before-move.*/data/\\.snapshot/first.*"));
+    assertTrue(out.contains("/data/greeting.txt"));
+  }
+}
