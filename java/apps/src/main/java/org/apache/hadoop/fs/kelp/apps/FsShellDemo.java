@@ -68,11 +68,12 @@ public final class FsShellDemo {
           + "Every line of this file went through put, and comes back through cat.\n")
           .getBytes(StandardCharsets.UTF_8));
       String dir = base + "/data";
+      String archive = base + "/archive";
       String file = dir + "/hello.txt";
       String moved = dir + "/greeting.txt";
 
-      fs(false, "-rm", "-r", "-f", base);
-      fs(true, "-mkdir", "-p", dir + "/logs/2026");
+      fs(false, "-rm", "-r", "-f", dir);
+      fs(true, "-mkdir", "-p", dir + "/logs/2026", archive);
       fs(true, "-put", local.toString(), file);
       fs(true, "-ls", "-R", base);
       fs(true, "-cat", file);
@@ -87,19 +88,23 @@ public final class FsShellDemo {
       fs(false, "-setfattr", "-n", "user.team", "-v", "storage", file);
       fs(false, "-getfattr", "-n", "user.team", file);
       fs(false, "-getfattr", "-d", file);
-      fs(false, "-createSnapshot", dir, "before-move");
-      fs(false, "-ls", dir + "/.snapshot");
-      fs(false, "-renameSnapshot", dir, "before-move", "first");
-      fs(false, "-ls", dir + "/.snapshot");
-      fs(false, "-deleteSnapshot", dir, "first");
+      fs(true, "-cp", file, archive);
+      fs(false, "-createSnapshot", archive, "before-move");
+      fs(false, "-ls", archive + "/.snapshot");
+      fs(false, "-cat", archive + "/.snapshot/before-move/hello.txt");
+      fs(false, "-renameSnapshot", archive, "before-move", "first");
+      fs(false, "-ls", archive + "/.snapshot");
+      fs(false, "-deleteSnapshot", archive, "first");
       fs(true, "-mv", file, moved);
       fs(true, "-ls", "-R", dir);
       fs(false, "-du", base);
       fs(false, "-du", "-s", "-h", base);
       fs(false, "-df", "-h", base);
       fs(true, "-rm", "-r", dir);
-      fs(true, "-ls", base);
-      fs(false, "-rm", "-r", base);
+      // A directory that has held snapshots keeps its .snapshot folder, and a
+      // recursive delete refuses any tree that holds one.
+      fs(false, "-rm", "-r", archive);
+      fs(true, "-ls", "-R", base);
     } finally {
       Files.deleteIfExists(local);
     }
