@@ -57,7 +57,10 @@ if [ "${KELP_BENCH_PEER:-1}" != 0 ]; then
   if [ ! -d "$peer_dir" ]; then
     # The same one-byte files the native listing benchmark makes.
     mkdir -p "$peer_dir"
-    for i in $(seq 0 9999); do printf x >"$peer_dir/$(printf 'part-%06d' "$i")"; done
+    for i in $(seq 0 9999); do
+      printf -v name 'part-%06d' "$i"
+      printf x >"$peer_dir/$name"
+    done
   fi
   echo
   echo "=== JMH: KelpFileSystem against RawLocalFileSystem (Hadoop's FileSystem API)"
