@@ -19,6 +19,6 @@ echo "=== Hadoop's shell (FsShell, what 'hadoop fs' runs) on kelp://"
 run org.apache.hadoop.fs.kelp.apps.FsShellDemo kelp:///shell-demo || status=1
 echo
 echo "=== A MapReduce word count (local job runner) from kelp:// to kelp://"
-run org.apache.hadoop.fs.kelp.apps.WordCount kelp:///wordcount/input.txt \
+run org.apache.hadoop.fs.kelp.apps.WordCount kelp:///wordcount/input \
   kelp:///wordcount/output "$scratch/job" 18 || status=1
 exit $status

@@ -32,11 +32,11 @@ import org.apache.hadoop.mapreduce.lib.output.FileOutputFormat;
 
 /**
  * A word count on Hadoop's MapReduce local job runner. It writes a generated
- * text of known word counts, runs the job from that input to an output
- * directory (both on any Hadoop file system, kelp:// included), and reads
+ * text of known word counts into an input directory, runs the job from that
+ * directory to an output directory (both on any Hadoop file system, kelp:// included), and reads
  * the result back; the job's scratch files stay under a local directory.
  *
- * <p>Usage: {@code WordCount INPUT_FILE OUTPUT_DIR SCRATCH_DIR [MiB]}; exits
+ * <p>Usage: {@code WordCount INPUT_DIR OUTPUT_DIR SCRATCH_DIR [MiB]}; exits
  * with status 1 when the counts differ from those written.
  */
 public final class WordCount {
@@ -207,14 +207,16 @@ public final class WordCount {
     return counts;
   }
 
-  /** Writes the input, runs the job and reads its result. */
+  /** Writes the input into {@code input}, runs the job and reads its result. */
   public static Result run(Configuration base, Path input, Path output, String scratch,
       long inputBytes) throws IOException, InterruptedException, ClassNotFoundException {
     Configuration conf = jobConf(base, scratch);
     FileSystem inFs = input.getFileSystem(conf);
     FileSystem outFs = output.getFileSystem(conf);
-    Map<String, Long> expected = writeInput(inFs, input, inputBytes);
-    long length = inFs.getFileStatus(input).getLen();
+    inFs.delete(input, true);
+    Path text = new Path(input, "words.txt");
+    Map<String, Long> expected = writeInput(inFs, text, inputBytes);
+    long length = inFs.getFileStatus(text).getLen();
     outFs.delete(output, true);
 
     Job job = Job.getInstance(conf, "kelp word count");
@@ -236,7 +238,7 @@ public final class WordCount {
 
   public static void main(String[] args) throws Exception {
     if (args.length < 3 || args.length > 4) {
-      System.err.println("usage: WordCount INPUT_FILE OUTPUT_DIR SCRATCH_DIR [MiB]");
+      System.err.println("usage: WordCount INPUT_DIR OUTPUT_DIR SCRATCH_DIR [MiB]");
       System.exit(2);
     }
     long mib = args.length == 4 ? Long.parseLong(args[3]) : 18;

@@ -43,7 +43,7 @@ public class KelpAppsTest {
   public void wordCountReadsSplitsOnThePlacedHostsAndCountsRight() throws Exception {
     java.nio.file.Path scratch = Files.createTempDirectory("kelp-wordcount");
     long bytes = 3 * WordCount.BLOCK_SIZE + WordCount.BLOCK_SIZE / 2;
-    WordCount.Result r = WordCount.run(new Configuration(), new Path(BASE + "/wc/input.txt"),
+    WordCount.Result r = WordCount.run(new Configuration(), new Path(BASE + "/wc/input"),
         new Path(BASE + "/wc/output"), scratch.toString(), bytes);
 
     assertTrue("the job failed", r.succeeded);
