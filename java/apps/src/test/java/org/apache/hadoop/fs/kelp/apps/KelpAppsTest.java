@@ -7,23 +7,44 @@ import java.io.ByteArrayOutputStream;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
+import java.util.Collection;
 import java.util.List;
 
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.FileSystem;
 import org.apache.hadoop.fs.Path;
-import org.junit.AfterClass;
+import org.junit.After;
+import org.junit.Before;
 import org.junit.Test;
+import org.junit.runner.RunWith;
+import org.junit.runners.Parameterized;
+import org.junit.runners.Parameterized.Parameters;
 
 /**
  * Hadoop's own shell and a MapReduce job on kelp://, inside the sandbox
- * (the default simulated cluster of sandbox/scenarios/default.scn).
+ * (the default simulated cluster of sandbox/scenarios/default.scn), working
+ * locally and through the helper daemon that tests/apps/run_junit.sh starts.
  */
+@RunWith(Parameterized.class)
 public class KelpAppsTest {
-  private static final String BASE = System.getProperty("kelp.test.base", "kelp:///apps-test");
+  @Parameters(name = "fs.kelp.daemon={0}")
+  public static Collection<Object[]> modes() {
+    return List.of(new Object[] {"never"}, new Object[] {"required"});
+  }
 
-  @AfterClass
-  public static void closeFileSystems() throws Exception {
+  private final String base;
+  private final Configuration conf = new Configuration();
+
+  public KelpAppsTest(String mode) {
+    base = "kelp:///apps-test-" + mode;
+    conf.set("fs.kelp.daemon", mode);
+  }
+
+  // Hadoop caches one file system per scheme and user: each test starts with
+  // none, so the one it gets was made with this mode's configuration.
+  @Before
+  @After
+  public void closeFileSystems() throws Exception {
     FileSystem.closeAll();
   }
 
@@ -43,8 +64,8 @@ public class KelpAppsTest {
   public void wordCountReadsSplitsOnThePlacedHostsAndCountsRight() throws Exception {
     java.nio.file.Path scratch = Files.createTempDirectory("kelp-wordcount");
     long bytes = 3 * WordCount.BLOCK_SIZE + WordCount.BLOCK_SIZE / 2;
-    WordCount.Result r = WordCount.run(new Configuration(), new Path(BASE + "/wc/input"),
-        new Path(BASE + "/wc/output"), scratch.toString(), bytes);
+    WordCount.Result r = WordCount.run(conf, new Path(base + "/wc/input"),
+        new Path(base + "/wc/output"), scratch.toString(), bytes);
 
     assertTrue("the job failed", r.succeeded);
     assertEquals(r.expected, r.counted);
@@ -70,7 +91,7 @@ public class KelpAppsTest {
     List<String> failed;
     try (PrintStream capture = new PrintStream(buf, true, StandardCharsets.UTF_8)) {
       System.setOut(capture);
-      failed = new FsShellDemo(new Configuration(), capture).session(BASE + "/shell");
+      failed = new FsShellDemo(conf, capture).session(base + "/shell");
     } finally {
       System.setOut(saved);
     }
