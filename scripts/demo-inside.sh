@@ -28,6 +28,6 @@ if [ -x "$build/kelp-helperd" ]; then
   fi
 fi
 status=0
-"$JAVA_HOME/bin/java" -XX:-UsePerfData -cp "$build/java/classes" \
+"$JAVA_HOME/bin/java" -XX:-UsePerfData -cp "$(cat "$build/java/run.classpath")" \
   -Djava.library.path="$build" -Dkelp.sim.tool="$build/kelpsim" org.apache.hadoop.fs.kelp.demo.Demo || status=$?
 exit $status
