@@ -17,7 +17,7 @@ echo "=== Native benchmarks: listings and block locations (the JVM calls in as H
 # touched up front, so resident growth is what the library itself adds.
 java_run() {
   "$JAVA_HOME/bin/java" -XX:-UsePerfData -Xms2g -Xmx2g -XX:+AlwaysPreTouch \
-    -cp "$build/java/classes" -Djava.library.path="$build" \
+    -cp "$(cat "$build/java/run.classpath")" -Djava.library.path="$build" \
     org.apache.hadoop.fs.kelp.bench.KelpBench "$@"
 }
 dirs=(/mnt/kelp/bench/d10000 /mnt/kelp/bench/d100000)

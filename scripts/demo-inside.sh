@@ -29,7 +29,7 @@ if [ -x "$build/kelp-helperd" ]; then
   fi
 fi
 status=0
-"$JAVA_HOME/bin/java" -XX:-UsePerfData -cp "$build/java/classes" \
+"$JAVA_HOME/bin/java" -XX:-UsePerfData -cp "$(cat "$build/java/run.classpath")" \
   -Djava.library.path="$build" -Dkelp.sim.tool="$build/kelpsim" org.apache.hadoop.fs.kelp.demo.Demo || status=$?
 "$(dirname "$0")/demo-hadoop.sh" "$build" "$apps" || status=$?
 exit $status

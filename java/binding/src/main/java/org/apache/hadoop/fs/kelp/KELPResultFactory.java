@@ -50,9 +50,10 @@ final class KELPResultFactory {
       fill(blocks, blockFirst[e], blockAvailable[e], hostNames, hostAddresses, offsets,
           blockLengths, replicaStart, replicaHosts, cachedStart, cachedHosts, cachedLayout,
           setCachedHosts);
+      KELPFsPermission permission = new KELPFsPermission(permissions[e]);
       out[e] = new LocatedFileStatus(lengths[e], dirs[e], replications[e], blockSizes[e],
-          modificationTimes[e], accessTimes[e], new KELPFsPermission(permissions[e]),
-          names[owners[e]], names[groups[e]], null, new Path(paths[e]), blocks);
+          modificationTimes[e], accessTimes[e], permission, names[owners[e]], names[groups[e]],
+          null, new Path(paths[e]), permission.getAclBit(), false, false, blocks);
     }
     return out;
   }

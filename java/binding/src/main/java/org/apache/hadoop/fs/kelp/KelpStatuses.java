@@ -1,0 +1,45 @@
+package org.apache.hadoop.fs.kelp;
+
+import java.util.ArrayList;
+import java.util.List;
+import org.apache.hadoop.fs.BlockLocation;
+import org.apache.hadoop.fs.FileStatus;
+import org.apache.hadoop.fs.LocatedFileStatus;
+import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.fs.permission.FsPermission;
+
+/** Turns the statuses the native side builds (local paths) into Hadoop's, with kelp paths. */
+final class KelpStatuses {
+  private KelpStatuses() {}
+
+  /** The status under {@code path}; the ACL bit becomes the status's ACL flag. */
+  static LocatedFileStatus withPath(LocatedFileStatus s, Path path, boolean located) {
+    FsPermission raw = s.getPermission();
+    boolean acl = s.hasAcl();
+    FsPermission perm = new FsPermission((short) (raw.toShort() & 01777));
+    BlockLocation[] blocks = located ? s.getBlockLocations() : null;
+    return new LocatedFileStatus(s.getLen(), s.isDirectory(), s.getReplication(),
+        s.getBlockSize(), s.getModificationTime(), s.getAccessTime(), perm, s.getOwner(),
+        s.getGroup(), null, path, acl, false, false, blocks);
+  }
+
+  /** The entries of a native listing, empty slots and entries outside the mount left out. */
+  static List<LocatedFileStatus> listing(LocatedFileStatus[] entries, KelpMount mount,
+      boolean located) {
+    List<LocatedFileStatus> out = new ArrayList<>(entries.length);
+    for (LocatedFileStatus e : entries) {
+      if (e == null) {
+        continue;
+      }
+      Path p = mount.toKelp(e.getPath());
+      if (p != null) {
+        out.add(withPath(e, p, located));
+      }
+    }
+    return out;
+  }
+
+  static FileStatus[] plain(List<LocatedFileStatus> statuses) {
+    return statuses.toArray(new FileStatus[0]);
+  }
+}
