@@ -26,6 +26,7 @@ import java.util.concurrent.ThreadLocalRandom;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.BlockLocation;
 import org.apache.hadoop.fs.BufferedFSInputStream;
+import org.apache.hadoop.fs.CommonPathCapabilities;
 import org.apache.hadoop.fs.CreateFlag;
 import org.apache.hadoop.fs.FSDataInputStream;
 import org.apache.hadoop.fs.FSDataOutputStream;
@@ -213,7 +214,16 @@ public class KelpFileSystem extends FileSystem {
   private IOException missing(Path p, String local) throws IOException {
     boolean there = connections.call(c -> nExists(c, local));
     if (there) {
-      return new AccessControlException("Permission denied: " + p);
+      // Any failure but "no such entry" counts as existing, a file on the way included.
+      for (Path a = p.getParent(); a != null; a = a.getParent()) {
+        LocatedFileStatus s = nativeStatus(mount.toLocal(a));
+        if (s != null) {
+          if (s.isDirectory()) {
+            return new AccessControlException("Permission denied: " + p);
+          }
+          break;
+        }
+      }
     }
     return new FileNotFoundException(p + ": No such file or directory");
   }
@@ -813,6 +823,25 @@ public class KelpFileSystem extends FileSystem {
 
   // ---------------------------------------------------------------------------------------
   // Symbolic links.
+
+  @Override
+  public boolean hasPathCapability(Path path, String capability) throws IOException {
+    switch (org.apache.hadoop.fs.impl.PathCapabilitiesSupport.validatePathCapabilityArgs(
+        makeQualified(path), capability)) {
+      case CommonPathCapabilities.FS_APPEND:
+      case CommonPathCapabilities.FS_ACLS:
+      case CommonPathCapabilities.FS_XATTRS:
+      case CommonPathCapabilities.FS_PERMISSIONS:
+      case CommonPathCapabilities.FS_SNAPSHOTS:
+      case CommonPathCapabilities.FS_SYMLINKS:
+        return true;
+      case CommonPathCapabilities.FS_CONCAT:
+      case CommonPathCapabilities.FS_TRUNCATE:
+        return false;
+      default:
+        return super.hasPathCapability(path, capability);
+    }
+  }
 
   @Override
   public boolean supportsSymlinks() {
