@@ -401,6 +401,9 @@ public class KelpFileSystem extends FileSystem {
     String local = mount.toLocal(q);
     if (q.isRoot()) {
       // The mount point itself stays.
+      if (!recursive && listStatus(q).length > 0) {
+        throw new PathIsNotEmptyDirectoryException(q.toString());
+      }
       return false;
     }
     if (isSymlink(local)) {
