@@ -20,15 +20,9 @@ import org.apache.hadoop.fs.permission.FsPermission;
  * POSIX ACLs and extended attributes of {@link KelpFileSystem}; the native library always works
  * on them with this process's own rights.
  */
-final class KelpAttributes {
-  private final KelpFileSystem fs;
-  private final KelpConnections connections;
-  private final KelpMount mount;
-
+final class KelpAttributes extends KelpPart {
   KelpAttributes(KelpFileSystem fs, KelpConnections connections, KelpMount mount) {
-    this.fs = fs;
-    this.connections = connections;
-    this.mount = mount;
+    super(fs, connections, mount);
   }
 
   private interface AclEdit {

@@ -16,15 +16,9 @@ import org.apache.hadoop.fs.permission.FsPermission;
 import org.apache.hadoop.security.AccessControlException;
 
 /** Symbolic links of {@link KelpFileSystem}: targets inside the mount read as kelp paths. */
-final class KelpLinks {
-  private final KelpFileSystem fs;
-  private final KelpConnections connections;
-  private final KelpMount mount;
-
+final class KelpLinks extends KelpPart {
   KelpLinks(KelpFileSystem fs, KelpConnections connections, KelpMount mount) {
-    this.fs = fs;
-    this.connections = connections;
-    this.mount = mount;
+    super(fs, connections, mount);
   }
 
   /** The link text of a kelp target: absolute kelp paths become local ones. */

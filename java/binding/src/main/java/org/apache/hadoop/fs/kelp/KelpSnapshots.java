@@ -12,15 +12,9 @@ import org.apache.hadoop.fs.Path;
  * Directory snapshots of {@link KelpFileSystem} as HDFS names them: {@code dir/.snapshot/name}
  * is a link into a snapshot of the whole file system, made by the native library.
  */
-final class KelpSnapshots {
-  private final KelpFileSystem fs;
-  private final KelpConnections connections;
-  private final KelpMount mount;
-
+final class KelpSnapshots extends KelpPart {
   KelpSnapshots(KelpFileSystem fs, KelpConnections connections, KelpMount mount) {
-    this.fs = fs;
-    this.connections = connections;
-    this.mount = mount;
+    super(fs, connections, mount);
   }
 
   private static void checkSnapshotName(String name) {

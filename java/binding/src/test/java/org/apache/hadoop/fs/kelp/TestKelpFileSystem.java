@@ -249,6 +249,28 @@ public class TestKelpFileSystem {
   }
 
   @Test
+  public void symbolicLinksPointAtKelpPaths() throws IOException {
+    Path target = fs.makeQualified(new Path(base, "links/target"));
+    write(target, "body".getBytes(StandardCharsets.UTF_8));
+    Path link = new Path(base, "links/more/link");
+    fs.createSymlink(target, link, true);
+    FileStatus ls = fs.getFileLinkStatus(link);
+    assertTrue(ls.isSymlink());
+    assertEquals(target, ls.getSymlink());
+    assertEquals(target, fs.getLinkTarget(link));
+    assertEquals("body", new String(read(link), StandardCharsets.UTF_8));
+    try {
+      fs.createSymlink(target, link, false);
+      fail("a link over an existing one");
+    } catch (IOException expected) {
+      assertTrue(expected instanceof org.apache.hadoop.fs.FileAlreadyExistsException);
+    }
+    assertTrue(fs.delete(link, false));
+    assertFalse(fs.exists(link));
+    assertTrue(fs.exists(target));
+  }
+
+  @Test
   public void whatKelpCannotDoIsUnsupported() throws IOException {
     Path f = new Path(base, "unsupported");
     write(f, new byte[1]);
