@@ -4,9 +4,9 @@
 set -euo pipefail
 target=${1:-java/binding/target}
 printf '%-8s %-40s %6s %6s %7s %6s\n' mode suite tests passed skipped failed
-for mode in local daemon; do
+for mode in local daemon noacl; do
   dir=$target/surefire-reports
-  [ "$mode" = daemon ] && dir=$target/surefire-reports-daemon
+  [ "$mode" != local ] && dir=$target/surefire-reports-$mode
   [ -d "$dir" ] || continue
   for f in "$dir"/TEST-*.xml; do
     [ -e "$f" ] || continue

@@ -4,28 +4,19 @@ import java.io.FileDescriptor;
 import java.io.FileNotFoundException;
 import java.io.IOException;
 import java.net.URI;
-import java.nio.charset.CharacterCodingException;
-import java.nio.charset.CodingErrorAction;
-import java.nio.charset.StandardCharsets;
-import java.nio.ByteBuffer;
 import java.nio.file.Files;
-import java.nio.file.LinkOption;
 import java.nio.file.Paths;
-import java.nio.file.attribute.PosixFileAttributes;
-import java.text.SimpleDateFormat;
 import java.util.ArrayList;
-import java.util.Date;
 import java.util.EnumSet;
-import java.util.HashMap;
 import java.util.Iterator;
 import java.util.List;
 import java.util.Locale;
 import java.util.Map;
 import java.util.NoSuchElementException;
-import java.util.concurrent.ThreadLocalRandom;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.BlockLocation;
 import org.apache.hadoop.fs.BufferedFSInputStream;
+import org.apache.hadoop.fs.CommonPathCapabilities;
 import org.apache.hadoop.fs.CreateFlag;
 import org.apache.hadoop.fs.FSDataInputStream;
 import org.apache.hadoop.fs.FSDataOutputStream;
@@ -97,6 +88,9 @@ public class KelpFileSystem extends FileSystem {
   private int listThreshold;
   private int blockGroupFactor;
   private volatile KELPDetails details;
+  private KelpSnapshots snapshots;
+  private KelpAttributes attributes;
+  private KelpLinks links;
   private volatile boolean detailsRead;
 
   @Override
@@ -143,6 +137,17 @@ public class KelpFileSystem extends FileSystem {
     connections = connect(conf.getTrimmed(DAEMON_KEY, "auto").toLowerCase(Locale.ROOT),
         conf.getInt(CONNECTIONS_KEY, 8));
     workingDir = getHomeDirectory();
+    snapshots = new KelpSnapshots(this, connections, mount);
+    attributes = new KelpAttributes(this, connections, mount);
+    links = new KelpLinks(this, connections, mount);
+  }
+
+  String ownerName() {
+    return ownerName;
+  }
+
+  String ownerGroup() {
+    return ownerGroup;
   }
 
   private KelpConnections connect(String mode, int limit) throws IOException {
@@ -201,32 +206,41 @@ public class KelpFileSystem extends FileSystem {
   // ---------------------------------------------------------------------------------------
   // Paths, statuses and the causes of failures.
 
-  private String local(Path p) {
+  String local(Path p) {
     return mount.toLocal(makeQualified(p));
   }
 
-  private LocatedFileStatus nativeStatus(String local) throws IOException {
+  LocatedFileStatus nativeStatus(String local) throws IOException {
     return connections.call(c -> nGetFileStatus(c, local, getDefaultBlockSize()));
   }
 
   /** Why a path could not be used: missing, or there but closed to this caller. */
-  private IOException missing(Path p, String local) throws IOException {
+  IOException missing(Path p, String local) throws IOException {
     boolean there = connections.call(c -> nExists(c, local));
     if (there) {
-      return new AccessControlException("Permission denied: " + p);
+      // Any failure but "no such entry" counts as existing, a file on the way included.
+      for (Path a = p.getParent(); a != null; a = a.getParent()) {
+        LocatedFileStatus s = nativeStatus(mount.toLocal(a));
+        if (s != null) {
+          if (s.isDirectory()) {
+            return new AccessControlException("Permission denied: " + p);
+          }
+          break;
+        }
+      }
     }
     return new FileNotFoundException(p + ": No such file or directory");
   }
 
   /** Creating or changing an existing path failed for a reason the natives do not say. */
-  private IOException refused(String what, Path p, String local) throws IOException {
+  IOException refused(String what, Path p, String local) throws IOException {
     if (nativeStatus(local) == null) {
       return missing(p, local);
     }
     return new AccessControlException(what + " " + p + ": permission denied");
   }
 
-  private boolean useAs() {
+  boolean useAs() {
     return !connections.isLocal() && !ownerName.equals(System.getProperty("user.name"));
   }
 
@@ -391,6 +405,9 @@ public class KelpFileSystem extends FileSystem {
     String local = mount.toLocal(q);
     if (q.isRoot()) {
       // The mount point itself stays.
+      if (!recursive && listStatus(q).length > 0) {
+        throw new PathIsNotEmptyDirectoryException(q.toString());
+      }
       return false;
     }
     if (isSymlink(local)) {
@@ -411,6 +428,13 @@ public class KelpFileSystem extends FileSystem {
     if (connections.call(c -> nDelete(c, local, recursive))) {
       return true;
     }
+    // An empty .snapshot folder (left by deleted snapshots) stops the native delete; such
+    // folders go first, and the delete is tried once more. Folders holding links stay, and
+    // the native delete then raises its snapshot text.
+    if (recursive && s.isDirectory() && removeEmptySnapshotFolders(local)
+        && connections.call(c -> nDelete(c, local, true))) {
+      return true;
+    }
     LocatedFileStatus after = nativeStatus(local);
     if (after == null) {
       return true;
@@ -421,7 +445,31 @@ public class KelpFileSystem extends FileSystem {
     throw new IOException("Failed to delete " + q);
   }
 
-  private static boolean isSymlink(String local) {
+  /** Removes the empty .snapshot folders of a tree; true when any went. */
+  private boolean removeEmptySnapshotFolders(String dir) throws IOException {
+    boolean removed = false;
+    String folder = dir + "/.snapshot";
+    if (nativeStatus(folder) != null && !isSymlink(folder)) {
+      removed = connections.call(c -> nDelete(c, folder, false));
+    }
+    LocatedFileStatus[] entries = connections.call(c -> nListStatus(c, dir, 1, Integer.MAX_VALUE,
+        false, user, actAs, getDefaultBlockSize()));
+    if (entries != null) {
+      for (LocatedFileStatus e : entries) {
+        if (e == null || !e.isDirectory()) {
+          continue;
+        }
+        String child = e.getPath().toUri().getPath();
+        // Never through a link: the walk stays inside the tree.
+        if (!isSymlink(child)) {
+          removed |= removeEmptySnapshotFolders(child);
+        }
+      }
+    }
+    return removed;
+  }
+
+  static boolean isSymlink(String local) {
     try {
       return Files.isSymbolicLink(Paths.get(local));
     } catch (SecurityException | java.nio.file.InvalidPathException e) {
@@ -643,264 +691,111 @@ public class KelpFileSystem extends FileSystem {
   }
 
   // ---------------------------------------------------------------------------------------
-  // Snapshots: dir/.snapshot/name is a link into a snapshot of the whole file system.
-
-  private static void checkSnapshotName(String name) {
-    if (name.isEmpty() || name.equals(".") || name.equals("..") || name.indexOf('/') >= 0) {
-      throw new IllegalArgumentException("invalid snapshot name \"" + name + "\"");
-    }
-  }
+  // Snapshots (dir/.snapshot/name), ACLs, extended attributes and symbolic links.
 
   @Override
   public Path createSnapshot(Path path, String snapshotName) throws IOException {
-    Path q = makeQualified(path);
-    String local = mount.toLocal(q);
-    if (!getFileStatus(q).isDirectory()) {
-      throw new ParentNotDirectoryException(q + " is not a directory");
-    }
-    String name = snapshotName != null ? snapshotName
-        : new SimpleDateFormat("'s'yyyyMMdd-HHmmss.SSS", Locale.ROOT).format(new Date());
-    checkSnapshotName(name);
-    // The file system's own snapshot needs a name unique across it; the link carries the
-    // caller's name.
-    String whole = (name.length() > 200 ? name.substring(0, 200) : name) + "-"
-        + Long.toHexString(ThreadLocalRandom.current().nextLong() & Long.MAX_VALUE);
-    String link = connections.call(c -> nCreateSnapshot(c, local, whole, name));
-    if (link == null) {
-      throw new IOException("Failed to create Snapshot");
-    }
-    return new Path(q, new Path(null, null, ".snapshot/" + name));
+    return snapshots.createSnapshot(path, snapshotName);
   }
 
   @Override
   public void renameSnapshot(Path path, String oldName, String newName) throws IOException {
-    Path q = makeQualified(path);
-    String local = mount.toLocal(q);
-    checkSnapshotName(oldName);
-    checkSnapshotName(newName);
-    if (!connections.call(c -> nRenameSnapshot(c, local, oldName, newName))) {
-      throw new IOException("Failed to rename snapshot " + oldName + " of " + q + " to "
-          + newName + " (missing, or the new name is taken)");
-    }
+    snapshots.renameSnapshot(path, oldName, newName);
   }
 
   @Override
   public void deleteSnapshot(Path path, String snapshotName) throws IOException {
-    Path q = makeQualified(path);
-    String local = mount.toLocal(q);
-    checkSnapshotName(snapshotName);
-    if (!connections.call(c -> nDeleteSnapshot(c, local, snapshotName))) {
-      throw new IOException("Failed to delete Snapshot");
-    }
-  }
-
-  // ---------------------------------------------------------------------------------------
-  // ACLs and extended attributes (always with this process's own rights).
-
-  private interface AclEdit {
-    int apply(int conn, String local) throws IOException;
-  }
-
-  private void editAcl(Path path, String what, AclEdit edit) throws IOException {
-    Path q = makeQualified(path);
-    String local = mount.toLocal(q);
-    if (connections.call(c -> edit.apply(c, local)) != 1) {
-      if (nativeStatus(local) == null) {
-        throw missing(q, local);
-      }
-      throw new IOException(what + " failed on " + q);
-    }
+    snapshots.deleteSnapshot(path, snapshotName);
   }
 
   @Override
   public AclStatus getAclStatus(Path path) throws IOException {
-    Path q = makeQualified(path);
-    String local = mount.toLocal(q);
-    KELPAclStatus s = connections.call(c -> nGetAclStatus(c, local));
-    if (s == null) {
-      if (nativeStatus(local) == null) {
-        throw missing(q, local);
-      }
-      throw new IOException("Cannot read the ACL of " + q);
-    }
-    LocatedFileStatus st = nativeStatus(local);
-    FsPermission perm = st == null ? null
-        : new FsPermission((short) (st.getPermission().toShort() & 01777));
-    return KelpAcls.fromNative(s, perm);
+    return attributes.getAclStatus(path);
   }
 
   @Override
   public void setAcl(Path path, List<AclEntry> aclSpec) throws IOException {
-    KELPAclEntry[] e = KelpAcls.toNative(aclSpec);
-    editAcl(path, "setAcl", (c, l) -> nSetAcl(c, l, e));
+    attributes.setAcl(path, aclSpec);
   }
 
   @Override
   public void modifyAclEntries(Path path, List<AclEntry> aclSpec) throws IOException {
-    KELPAclEntry[] e = KelpAcls.toNative(aclSpec);
-    editAcl(path, "modifyAclEntries", (c, l) -> nModifyAclEntries(c, l, e));
+    attributes.modifyAclEntries(path, aclSpec);
   }
 
   @Override
   public void removeAclEntries(Path path, List<AclEntry> aclSpec) throws IOException {
-    KELPAclEntry[] e = KelpAcls.toNative(aclSpec);
-    editAcl(path, "removeAclEntries", (c, l) -> nRemoveAclEntries(c, l, e));
+    attributes.removeAclEntries(path, aclSpec);
   }
 
   @Override
   public void removeAcl(Path path) throws IOException {
-    editAcl(path, "removeAcl", (c, l) -> nRemoveAcl(c, l));
+    attributes.removeAcl(path);
   }
 
   @Override
   public void removeDefaultAcl(Path path) throws IOException {
-    editAcl(path, "removeDefaultAcl", (c, l) -> nRemoveDefaultAcl(c, l));
+    attributes.removeDefaultAcl(path);
   }
 
   @Override
   public byte[] getXAttr(Path path, String name) throws IOException {
-    Path q = makeQualified(path);
-    String local = mount.toLocal(q);
-    String value = connections.call(c -> nGetExtendedAttribute(c, local, name));
-    if (value == null) {
-      if (nativeStatus(local) == null) {
-        throw missing(q, local);
-      }
-      throw new IOException("At least one of the attributes provided was not found: " + name);
-    }
-    return value.getBytes(StandardCharsets.UTF_8);
+    return attributes.getXAttr(path, name);
   }
 
   @Override
   public Map<String, byte[]> getXAttrs(Path path, List<String> names) throws IOException {
-    Map<String, byte[]> out = new HashMap<>();
-    for (String name : names) {
-      out.put(name, getXAttr(path, name));
-    }
-    return out;
+    return attributes.getXAttrs(path, names);
   }
 
   @Override
   public void setXAttr(Path path, String name, byte[] value, EnumSet<XAttrSetFlag> flag)
       throws IOException {
-    Path q = makeQualified(path);
-    String local = mount.toLocal(q);
-    String text;
-    try {
-      // Values travel as text; bytes that are not UTF-8 would not come back as they went.
-      text = StandardCharsets.UTF_8.newDecoder()
-          .onMalformedInput(CodingErrorAction.REPORT)
-          .onUnmappableCharacter(CodingErrorAction.REPORT)
-          .decode(ByteBuffer.wrap(value == null ? new byte[0] : value)).toString();
-    } catch (CharacterCodingException e) {
-      throw new UnsupportedOperationException("Kelp keeps extended attribute values as text");
-    }
-    boolean create = flag.contains(XAttrSetFlag.CREATE);
-    boolean replace = flag.contains(XAttrSetFlag.REPLACE);
-    if (create != replace) {
-      boolean exists = connections.call(c -> nGetExtendedAttribute(c, local, name)) != null;
-      if (create && exists) {
-        throw new IOException("XAttr " + name + " already exists on " + q);
-      }
-      if (replace && !exists) {
-        throw new IOException("XAttr " + name + " does not exist on " + q);
-      }
-    }
-    if (connections.call(c -> nSetExtendedAttribute(c, local, name, text)) != 1) {
-      throw refused("Cannot set an extended attribute of", q, local);
-    }
+    attributes.setXAttr(path, name, value, flag);
   }
-
-  // ---------------------------------------------------------------------------------------
-  // Symbolic links.
 
   @Override
   public boolean supportsSymlinks() {
     return true;
   }
 
-  /** The link text of a kelp target: absolute kelp paths become local ones. */
-  private String linkText(Path target) {
-    URI t = target.toUri();
-    if (t.getScheme() == null && !target.isAbsolute()) {
-      return t.getPath();
-    }
-    return local(target);
-  }
-
-  /** The kelp path (or relative path) a link's text stands for. */
-  private Path linkTarget(String text) {
-    if (text.startsWith("/")) {
-      Path p = mount.toKelp(text);
-      return p != null ? p : new Path("file", null, text);
-    }
-    return new Path(null, null, text);
-  }
-
   @Override
   public void createSymlink(Path target, Path link, boolean createParent) throws IOException {
-    Path q = makeQualified(link);
-    String local = mount.toLocal(q);
-    if (nativeStatus(local) != null || isSymlink(local)) {
-      throw new FileAlreadyExistsException(q + " already exists");
-    }
-    Path parent = q.getParent();
-    if (parent != null) {
-      LocatedFileStatus p = nativeStatus(mount.toLocal(parent));
-      if (p == null) {
-        if (!createParent) {
-          throw new FileNotFoundException(parent + ": No such file or directory");
-        }
-        mkdirs(parent, null);
-      } else if (!p.isDirectory()) {
-        throw new ParentNotDirectoryException("Parent path is not a directory: " + parent);
-      }
-    }
-    String text = linkText(target);
-    boolean made = connections.call(c -> useAs()
-        ? nCreateSymlinkAs(c, text, local, ownerName, ownerGroup)
-        : nCreateSymlink(c, text, local));
-    if (!made) {
-      throw new AccessControlException("Cannot create link " + q + ": permission denied");
-    }
+    links.createSymlink(target, link, createParent);
   }
 
   @Override
   public FileStatus getFileLinkStatus(Path f) throws IOException {
-    Path q = makeQualified(f);
-    String local = mount.toLocal(q);
-    if (!isSymlink(local)) {
-      return getFileStatus(q);
-    }
-    Path target = getLinkTarget(q);
-    PosixFileAttributes a = Files.readAttributes(Paths.get(local), PosixFileAttributes.class,
-        LinkOption.NOFOLLOW_LINKS);
-    return new FileStatus(a.size(), false, 0, 0, a.lastModifiedTime().toMillis(),
-        a.lastAccessTime().toMillis(), FsPermission.createImmutable((short) 0777),
-        a.owner().getName(), a.group().getName(), target, q);
+    return links.getFileLinkStatus(f);
   }
 
   @Override
   public Path getLinkTarget(Path f) throws IOException {
-    Path q = makeQualified(f);
-    String local = mount.toLocal(q);
-    String text = connections.call(c -> nReadSymlink(c, local));
-    if (text == null) {
-      try {
-        text = Files.readSymbolicLink(Paths.get(local)).toString();
-      } catch (IOException e) {
-        if (nativeStatus(local) == null && !isSymlink(local)) {
-          throw missing(q, local);
-        }
-        throw new IOException(q + " is not a symbolic link");
-      }
-    }
-    return linkTarget(text);
+    return links.getLinkTarget(f);
   }
 
   @Override
   protected Path resolveLink(Path f) throws IOException {
-    return getLinkTarget(f);
+    return links.getLinkTarget(f);
+  }
+
+  @Override
+  public boolean hasPathCapability(Path path, String capability) throws IOException {
+    switch (org.apache.hadoop.fs.impl.PathCapabilitiesSupport.validatePathCapabilityArgs(
+        makeQualified(path), capability)) {
+      case CommonPathCapabilities.FS_APPEND:
+      case CommonPathCapabilities.FS_ACLS:
+      case CommonPathCapabilities.FS_XATTRS:
+      case CommonPathCapabilities.FS_PERMISSIONS:
+      case CommonPathCapabilities.FS_SNAPSHOTS:
+      case CommonPathCapabilities.FS_SYMLINKS:
+        return true;
+      case CommonPathCapabilities.FS_CONCAT:
+      case CommonPathCapabilities.FS_TRUNCATE:
+        return false;
+      default:
+        return super.hasPathCapability(path, capability);
+    }
   }
 
   // ---------------------------------------------------------------------------------------

@@ -26,10 +26,9 @@ public final class KelpTestEnv {
     return "daemon".equals(System.getProperty("kelp.mode", "local"));
   }
 
-  /** A configuration for this JVM's mode; no cached instances. */
+  /** A configuration for this JVM's mode. */
   public static synchronized Configuration conf() throws IOException {
     Configuration conf = new Configuration();
-    conf.setBoolean("fs.kelp.impl.disable.cache", true);
     if (daemonMode()) {
       startDaemon();
       conf.set(KelpFileSystem.DAEMON_KEY, "required");
