@@ -101,9 +101,8 @@ public final class FsShellDemo {
       fs(false, "-du", "-s", "-h", base);
       fs(false, "-df", "-h", base);
       fs(true, "-rm", "-r", dir);
-      // A directory that has held snapshots keeps its .snapshot folder, and a
-      // recursive delete refuses any tree that holds one.
-      fs(false, "-rm", "-r", archive);
+      // Its snapshots are gone, so the tree that held them goes too.
+      fs(true, "-rm", "-r", archive);
       fs(true, "-ls", "-R", base);
     } finally {
       Files.deleteIfExists(local);

@@ -107,5 +107,6 @@ public class KelpAppsTest {
     assertTrue(out.contains("user.team=\"storage\""));
     assertTrue(out.matches("(?s).*/archive/\\.snapshot/before-move.*/archive/\\.snapshot/first.*"));
     assertTrue(out.contains("/data/greeting.txt"));
+    assertTrue(out.contains("Deleted " + base + "/shell/archive\n"));
   }
 }
