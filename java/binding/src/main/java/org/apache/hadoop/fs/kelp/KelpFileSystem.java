@@ -90,6 +90,7 @@ public class KelpFileSystem extends FileSystem {
   private KelpAttributes attributes;
   private KelpLinks links;
   private volatile boolean detailsRead;
+  private final Object detailsLock = new Object();
 
   @Override
   public String getScheme() {
@@ -209,7 +210,9 @@ public class KelpFileSystem extends FileSystem {
   }
 
   LocatedFileStatus nativeStatus(String local) throws IOException {
-    return connections.call(c -> nGetFileStatus(c, local, getDefaultBlockSize()));
+    // Outside the call: a connection is never held while another is asked for.
+    long blockSize = getDefaultBlockSize();
+    return connections.call(c -> nGetFileStatus(c, local, blockSize));
   }
 
   /** Why a path could not be used: missing, or there but closed to this caller. */
@@ -521,8 +524,9 @@ public class KelpFileSystem extends FileSystem {
   /** The native listing of a local directory, as the native side gives it. */
   LocatedFileStatus[] nativeListing(String local, boolean located, int threads, int threshold)
       throws IOException {
+    long blockSize = getDefaultBlockSize();
     return connections.call(c -> nListStatus(c, local, threads, threshold, located, user, actAs,
-        getDefaultBlockSize()));
+        blockSize));
   }
 
   @Override
@@ -608,13 +612,10 @@ public class KelpFileSystem extends FileSystem {
 
   private KELPDetails details() {
     if (!detailsRead) {
-      synchronized (this) {
+      synchronized (detailsLock) {
         if (!detailsRead) {
-          try {
-            details = connections.call(c -> nGetDetails(c, mount.mount()));
-          } catch (IOException e) {
-            details = null;
-          }
+          // The details never go through the daemon, whatever the connection.
+          details = nGetDetails(LOCAL, mount.mount());
           detailsRead = true;
         }
       }
