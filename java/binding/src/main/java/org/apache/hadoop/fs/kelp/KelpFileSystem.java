@@ -8,11 +8,9 @@ import java.nio.file.Files;
 import java.nio.file.Paths;
 import java.util.ArrayList;
 import java.util.EnumSet;
-import java.util.Iterator;
 import java.util.List;
 import java.util.Locale;
 import java.util.Map;
-import java.util.NoSuchElementException;
 import org.apache.hadoop.conf.Configuration;
 import org.apache.hadoop.fs.BlockLocation;
 import org.apache.hadoop.fs.BufferedFSInputStream;
@@ -92,6 +90,7 @@ public class KelpFileSystem extends FileSystem {
   private KelpAttributes attributes;
   private KelpLinks links;
   private volatile boolean detailsRead;
+  private final Object detailsLock = new Object();
 
   @Override
   public String getScheme() {
@@ -211,7 +210,9 @@ public class KelpFileSystem extends FileSystem {
   }
 
   LocatedFileStatus nativeStatus(String local) throws IOException {
-    return connections.call(c -> nGetFileStatus(c, local, getDefaultBlockSize()));
+    // Outside the call: a connection is never held while another is asked for.
+    long blockSize = getDefaultBlockSize();
+    return connections.call(c -> nGetFileStatus(c, local, blockSize));
   }
 
   /** Why a path could not be used: missing, or there but closed to this caller. */
@@ -431,7 +432,7 @@ public class KelpFileSystem extends FileSystem {
     // An empty .snapshot folder (left by deleted snapshots) stops the native delete; such
     // folders go first, and the delete is tried once more. Folders holding links stay, and
     // the native delete then raises its snapshot text.
-    if (recursive && s.isDirectory() && removeEmptySnapshotFolders(local)
+    if (recursive && s.isDirectory() && snapshots.removeEmptyFolders(local)
         && connections.call(c -> nDelete(c, local, true))) {
       return true;
     }
@@ -443,30 +444,6 @@ public class KelpFileSystem extends FileSystem {
       throw new PathIsNotEmptyDirectoryException(q.toString());
     }
     throw new IOException("Failed to delete " + q);
-  }
-
-  /** Removes the empty .snapshot folders of a tree; true when any went. */
-  private boolean removeEmptySnapshotFolders(String dir) throws IOException {
-    boolean removed = false;
-    String folder = dir + "/.snapshot";
-    if (nativeStatus(folder) != null && !isSymlink(folder)) {
-      removed = connections.call(c -> nDelete(c, folder, false));
-    }
-    LocatedFileStatus[] entries = connections.call(c -> nListStatus(c, dir, 1, Integer.MAX_VALUE,
-        false, user, actAs, getDefaultBlockSize()));
-    if (entries != null) {
-      for (LocatedFileStatus e : entries) {
-        if (e == null || !e.isDirectory()) {
-          continue;
-        }
-        String child = e.getPath().toUri().getPath();
-        // Never through a link: the walk stays inside the tree.
-        if (!isSymlink(child)) {
-          removed |= removeEmptySnapshotFolders(child);
-        }
-      }
-    }
-    return removed;
   }
 
   static boolean isSymlink(String local) {
@@ -521,8 +498,7 @@ public class KelpFileSystem extends FileSystem {
 
   private List<LocatedFileStatus> list(Path q, boolean located) throws IOException {
     String local = mount.toLocal(q);
-    LocatedFileStatus[] entries = connections.call(c -> nListStatus(c, local, listThreads,
-        listThreshold, located, user, actAs, getDefaultBlockSize()));
+    LocatedFileStatus[] entries = nativeListing(local, located, listThreads, listThreshold);
     if (entries == null || entries.length == 0) {
       LocatedFileStatus s = nativeStatus(local);
       if (s == null) {
@@ -545,26 +521,18 @@ public class KelpFileSystem extends FileSystem {
     return KelpStatuses.listing(entries, mount, located);
   }
 
+  /** The native listing of a local directory, as the native side gives it. */
+  LocatedFileStatus[] nativeListing(String local, boolean located, int threads, int threshold)
+      throws IOException {
+    long blockSize = getDefaultBlockSize();
+    return connections.call(c -> nListStatus(c, local, threads, threshold, located, user, actAs,
+        blockSize));
+  }
+
   @Override
   protected RemoteIterator<LocatedFileStatus> listLocatedStatus(Path f, PathFilter filter)
       throws IOException {
-    List<LocatedFileStatus> entries = list(makeQualified(f), true);
-    Iterator<LocatedFileStatus> it = entries.stream()
-        .filter(e -> filter.accept(e.getPath())).iterator();
-    return new RemoteIterator<LocatedFileStatus>() {
-      @Override
-      public boolean hasNext() {
-        return it.hasNext();
-      }
-
-      @Override
-      public LocatedFileStatus next() {
-        if (!it.hasNext()) {
-          throw new NoSuchElementException();
-        }
-        return it.next();
-      }
-    };
+    return KelpStatuses.iterator(list(makeQualified(f), true), filter);
   }
 
   @Override
@@ -644,13 +612,10 @@ public class KelpFileSystem extends FileSystem {
 
   private KELPDetails details() {
     if (!detailsRead) {
-      synchronized (this) {
+      synchronized (detailsLock) {
         if (!detailsRead) {
-          try {
-            details = connections.call(c -> nGetDetails(c, mount.mount()));
-          } catch (IOException e) {
-            details = null;
-          }
+          // The details never go through the daemon, whatever the connection.
+          details = nGetDetails(LOCAL, mount.mount());
           detailsRead = true;
         }
       }

@@ -5,6 +5,7 @@ import java.text.SimpleDateFormat;
 import java.util.Date;
 import java.util.Locale;
 import java.util.concurrent.ThreadLocalRandom;
+import org.apache.hadoop.fs.LocatedFileStatus;
 import org.apache.hadoop.fs.ParentNotDirectoryException;
 import org.apache.hadoop.fs.Path;
 
@@ -61,5 +62,28 @@ final class KelpSnapshots extends KelpPart {
     if (!connections.call(c -> fs.nDeleteSnapshot(c, local, snapshotName))) {
       throw new IOException("Failed to delete Snapshot");
     }
+  }
+
+  /** Removes the empty .snapshot folders of a tree; true when any went. */
+  boolean removeEmptyFolders(String dir) throws IOException {
+    boolean removed = false;
+    String folder = dir + "/.snapshot";
+    if (fs.nativeStatus(folder) != null && !KelpFileSystem.isSymlink(folder)) {
+      removed = connections.call(c -> fs.nDelete(c, folder, false));
+    }
+    LocatedFileStatus[] entries = fs.nativeListing(dir, false, 1, Integer.MAX_VALUE);
+    if (entries != null) {
+      for (LocatedFileStatus e : entries) {
+        if (e == null || !e.isDirectory()) {
+          continue;
+        }
+        String child = e.getPath().toUri().getPath();
+        // Never through a link: the walk stays inside the tree.
+        if (!KelpFileSystem.isSymlink(child)) {
+          removed |= removeEmptyFolders(child);
+        }
+      }
+    }
+    return removed;
   }
 }

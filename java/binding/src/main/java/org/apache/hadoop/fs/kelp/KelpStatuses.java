@@ -1,11 +1,15 @@
 package org.apache.hadoop.fs.kelp;
 
 import java.util.ArrayList;
+import java.util.Iterator;
 import java.util.List;
+import java.util.NoSuchElementException;
 import org.apache.hadoop.fs.BlockLocation;
 import org.apache.hadoop.fs.FileStatus;
 import org.apache.hadoop.fs.LocatedFileStatus;
 import org.apache.hadoop.fs.Path;
+import org.apache.hadoop.fs.PathFilter;
+import org.apache.hadoop.fs.RemoteIterator;
 import org.apache.hadoop.fs.permission.FsPermission;
 
 /** Turns the statuses the native side builds (local paths) into Hadoop's, with kelp paths. */
@@ -41,5 +45,26 @@ final class KelpStatuses {
 
   static FileStatus[] plain(List<LocatedFileStatus> statuses) {
     return statuses.toArray(new FileStatus[0]);
+  }
+
+  /** The entries the filter accepts, one at a time. */
+  static RemoteIterator<LocatedFileStatus> iterator(List<LocatedFileStatus> entries,
+      PathFilter filter) {
+    Iterator<LocatedFileStatus> it = entries.stream()
+        .filter(e -> filter.accept(e.getPath())).iterator();
+    return new RemoteIterator<LocatedFileStatus>() {
+      @Override
+      public boolean hasNext() {
+        return it.hasNext();
+      }
+
+      @Override
+      public LocatedFileStatus next() {
+        if (!it.hasNext()) {
+          throw new NoSuchElementException();
+        }
+        return it.next();
+      }
+    };
   }
 }

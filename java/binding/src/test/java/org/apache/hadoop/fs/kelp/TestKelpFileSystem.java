@@ -12,6 +12,7 @@ import java.io.IOException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Paths;
+import java.security.PrivilegedExceptionAction;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.EnumSet;
@@ -33,6 +34,8 @@ import org.apache.hadoop.fs.permission.AclEntryType;
 import org.apache.hadoop.fs.permission.AclStatus;
 import org.apache.hadoop.fs.permission.FsAction;
 import org.apache.hadoop.fs.permission.FsPermission;
+import org.apache.hadoop.security.AccessControlException;
+import org.apache.hadoop.security.UserGroupInformation;
 import org.junit.After;
 import org.junit.Before;
 import org.junit.Test;
@@ -268,6 +271,32 @@ public class TestKelpFileSystem {
     assertTrue(fs.delete(link, false));
     assertFalse(fs.exists(link));
     assertTrue(fs.exists(target));
+  }
+
+  @Test
+  public void proxyUsersWorkThroughTheDaemonOnly() throws Exception {
+    UserGroupInformation proxy = UserGroupInformation.createProxyUser("kelpuser1",
+        UserGroupInformation.getCurrentUser());
+    Path f = new Path(base, "proxy/f");
+    proxy.doAs((PrivilegedExceptionAction<Void>) () -> {
+      if (!KelpTestEnv.daemonMode()) {
+        try {
+          FileSystem.newInstance(KelpTestEnv.ROOT, KelpTestEnv.conf());
+          fail("acting for another user without the daemon");
+        } catch (AccessControlException expected) {
+          // the real user's rights must not stand in for the proxied user's
+        }
+        return null;
+      }
+      try (FileSystem pfs = FileSystem.newInstance(KelpTestEnv.ROOT, KelpTestEnv.conf())) {
+        try (FSDataOutputStream out = pfs.create(f, true)) {
+          out.write(1);
+        }
+        assertEquals("kelpuser1", pfs.getFileStatus(f).getOwner());
+        assertEquals("kelpuser1", pfs.getFileStatus(f.getParent()).getOwner());
+      }
+      return null;
+    });
   }
 
   @Test
