@@ -2,7 +2,8 @@
 # The benchmarks' run inside the sandbox (scripts/bench.sh).
 set -euo pipefail
 build=$1
-shift
+jmh=$2
+shift 2
 export KELP_SIM_LOG=0 KELP_BENCH_JVM=1
 
 echo "=== Native benchmarks: namespace operations"
@@ -16,7 +17,7 @@ echo "=== Native benchmarks: listings and block locations (the JVM calls in as H
 # touched up front, so resident growth is what the library itself adds.
 java_run() {
   "$JAVA_HOME/bin/java" -XX:-UsePerfData -Xms2g -Xmx2g -XX:+AlwaysPreTouch \
-    -cp "$build/java/classes" -Djava.library.path="$build" \
+    -cp "$(cat "$build/java/run.classpath")" -Djava.library.path="$build" \
     org.apache.hadoop.fs.kelp.bench.KelpBench "$@"
 }
 dirs=(/mnt/kelp/bench/d10000 /mnt/kelp/bench/d100000)
@@ -46,3 +47,24 @@ java_run memory /mnt/kelp/bench/d100000
 echo
 echo "=== Java harness: listings through the helper daemon"
 java_run listing /mnt/kelp/bench/d10000 --daemon
+
+# Hadoop's FileSystem API over one 10,000-entry directory: KelpFileSystem
+# against RawLocalFileSystem on the same mounted directory (JMH). Without
+# Hadoop's native library RawLocalFileSystem runs a command per entry to
+# read its owner, so its two single-shot listings take most of this part.
+if [ "${KELP_BENCH_PEER:-1}" != 0 ]; then
+  peer_dir=/mnt/kelp/bench/d10000
+  if [ ! -d "$peer_dir" ]; then
+    # The same one-byte files the native listing benchmark makes.
+    mkdir -p "$peer_dir"
+    for i in $(seq 0 9999); do
+      printf -v name 'part-%06d' "$i"
+      printf x >"$peer_dir/$name"
+    done
+  fi
+  echo
+  echo "=== JMH: KelpFileSystem against RawLocalFileSystem (Hadoop's FileSystem API)"
+  "$JAVA_HOME/bin/java" -XX:-UsePerfData -Xmx1g \
+    -cp "$build/java/classes:$jmh/target/classes:$(cat "$jmh/target/classpath.txt")" \
+    -Djava.library.path="$build" org.apache.hadoop.fs.kelp.jmh.PeerBenchMain /mnt/kelp /bench/d10000
+fi

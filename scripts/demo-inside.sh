@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The demo's run inside the sandbox: starts the reference helper daemon when
-# it has been built, then the Java demo.
+# it has been built, then the Java demo and the Hadoop applications.
 set -euo pipefail
 build=$1
+apps=$2
 daemon_pid=
 stop_daemon() {
   if [ -n "$daemon_pid" ]; then
@@ -30,6 +31,7 @@ if [ -x "$build/kelp-helperd" ]; then
   fi
 fi
 status=0
-"$JAVA_HOME/bin/java" -XX:-UsePerfData -cp "$build/java/classes" \
+"$JAVA_HOME/bin/java" -XX:-UsePerfData -cp "$(cat "$build/java/run.classpath")" \
   -Djava.library.path="$build" -Dkelp.sim.tool="$build/kelpsim" org.apache.hadoop.fs.kelp.demo.Demo || status=$?
+"$(dirname "$0")/demo-hadoop.sh" "$build" "$apps" || status=$?
 exit $status

@@ -4,7 +4,7 @@
 set -euo pipefail
 packages=(
   cmake make g++ binutils pkg-config
-  openjdk-17-jdk-headless
+  openjdk-17-jdk-headless maven
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   libacl1-dev acl attr
   util-linux mount procps gawk grep coreutils

@@ -18,6 +18,13 @@ run_suite() {
 }
 
 run_suite build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+# The Java half's Maven tests (Hadoop's contract suites among them), against
+# the normal build, in both connection modes. A ctest filter leaves them out
+# unless KELP_JAVA_TEST names the test classes to run (surefire's -Dtest).
+if [ -z "${KELP_TEST_FILTER:-}" ] || [ -n "${KELP_JAVA_TEST:-}" ]; then
+  echo "=== java: Maven tests, locally and through the helper daemon"
+  scripts/java-test.sh ${KELP_JAVA_TEST:+-Dtest="$KELP_JAVA_TEST"}
+fi
 if [ "${KELP_SKIP_SANITIZERS:-0}" != 1 ]; then
   run_suite build-asan -DCMAKE_BUILD_TYPE=Debug -DKELP_SANITIZE=address,undefined
   run_suite build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKELP_SANITIZE=thread

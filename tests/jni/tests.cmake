@@ -3,7 +3,7 @@ set(JNI_REDUCED_CLASSES ${CMAKE_BINARY_DIR}/java/classes-without-kelpdetails)
 add_test(NAME jniutil_test_missing_class
   COMMAND ${SANDBOX} sh -c "rm -rf '${JNI_REDUCED_CLASSES}' && cp -r '${JAVA_CLASSES_DIR}' '${JNI_REDUCED_CLASSES}' && rm '${JNI_REDUCED_CLASSES}/org/apache/hadoop/fs/kelp/KELPDetails.class' && exec \"$0\"" $<TARGET_FILE:jniutil_test>)
 set_tests_properties(jniutil_test_missing_class PROPERTIES TIMEOUT 600
-  ENVIRONMENT "${TEST_ENV};KELP_TEST_CLASSPATH_OVERRIDE=${JNI_REDUCED_CLASSES}")
+  ENVIRONMENT "${TEST_ENV};KELP_TEST_CLASSPATH_OVERRIDE=${JNI_REDUCED_CLASSES}:${HADOOP_CLASSPATH}")
 
 # The debug log switched on: the library says what failed, and every result
 # stays the same (the whole local-operation suite passes unchanged).

@@ -85,11 +85,12 @@ TEST_P(ListStatus, EveryEntryOnceSnapshotsSkippedUnexaminableNull) {
     EXPECT_EQ(found[dir_ / "a"].cls, "org.apache.hadoop.fs.LocatedFileStatus");
   }
 
-  // The path is joined as given: a trailing slash makes "//".
+  // The path is joined as given: a trailing slash makes "//", which Hadoop's
+  // Path folds back into one.
   int nulls = 0;
   auto found = by_path(statustest::slots(list(dir_.path() + "/", 1)), nulls);
-  EXPECT_EQ(found.count(dir_.path() + "//a"), 1u);
-  EXPECT_EQ(found.count(dir_.path() + "//b"), 1u);
+  EXPECT_EQ(found.count(dir_.path() + "/a"), 1u);
+  EXPECT_EQ(found.count(dir_.path() + "/b"), 1u);
 }
 
 TEST_P(ListStatus, EmptyMissingAndNotADirectory) {

@@ -61,7 +61,7 @@ StatusView view(jobject status) {
       get_object(status, "getPermission", "()Lorg/apache/hadoop/fs/permission/FsPermission;");
   if (permission != nullptr) {
     v.permission_cls = class_name(permission);
-    v.permission = static_cast<unsigned short>(get_short(permission, "toShort"));
+    v.permission = static_cast<unsigned short>(get_short(permission, "toExtendedShort"));
   }
   env->DeleteLocalRef(permission);
   v.owner = get_string(status, "getOwner");
@@ -69,9 +69,8 @@ StatusView view(jobject status) {
   jobject path = get_object(status, "getPath", "()Lorg/apache/hadoop/fs/Path;");
   v.path = path != nullptr ? get_string(path, "toString") : "<null>";
   env->DeleteLocalRef(path);
-  jobject symlink = get_object(status, "getSymlink", "()Lorg/apache/hadoop/fs/Path;");
-  v.has_symlink = symlink != nullptr;
-  env->DeleteLocalRef(symlink);
+  // Hadoop's getSymlink throws for a status that is no link; ask first.
+  v.has_symlink = checked(env->CallBooleanMethod(status, method_of(status, "isSymlink", "()Z")));
   auto blocks = static_cast<jobjectArray>(
       get_object(status, "getBlockLocations", "()[Lorg/apache/hadoop/fs/BlockLocation;"));
   v.has_blocks = blocks != nullptr;

@@ -21,7 +21,7 @@ struct StatusView {
   long long mtime = 0;
   long long atime = 0;
   std::string permission_cls;
-  int permission = 0;  // toShort(), as an unsigned 16-bit value
+  int permission = 0;  // toExtendedShort(), as an unsigned 16-bit value
   std::string owner;
   std::string group;
   std::string path;  // getPath().toString()

@@ -26,5 +26,5 @@ endfunction()
 add_block_locations_fresh_test(first_query FirstQuery.InitInfo*)
 add_block_locations_fresh_test(refused_3006 FirstQuery.ProbeFallsBack*)
 add_block_locations_fresh_test(old_hadoop OldHadoop.*
-  "KELP_TEST_CLASSPATH_OVERRIDE=${OLD_HADOOP_CLASSES}:${JAVA_CLASSES_DIR}")
+  "KELP_TEST_CLASSPATH_OVERRIDE=${OLD_HADOOP_CLASSES}:${JAVA_RUN_CLASSPATH}")
 add_block_locations_fresh_test(terabyte Terabyte.* KELP_SIM_LOG=0)

@@ -44,14 +44,15 @@ public final class KelpBench {
         out.add(new LocatedFileStatus(a.size(), a.isDirectory(), 0, BLOCK_SIZE,
             a.lastModifiedTime().toMillis(), a.lastAccessTime().toMillis(),
             new KELPFsPermission(mode), a.owner().getName(), a.group().getName(), null,
-            new org.apache.hadoop.fs.Path(p.toString()), new BlockLocation[0]));
+            new org.apache.hadoop.fs.Path(p.toString()), false, false, false,
+            new BlockLocation[0]));
       }
     }
     return out.size();
   }
 
   /** Builds, in pure Java, a BlockLocation[] identical to {@code src}: new arrays and objects. */
-  public static BlockLocation[] copyBlockLocations(BlockLocation[] src) {
+  public static BlockLocation[] copyBlockLocations(BlockLocation[] src) throws IOException {
     BlockLocation[] out = new BlockLocation[src.length];
     for (int i = 0; i < src.length; i++) {
       BlockLocation b = src[i];

@@ -58,7 +58,7 @@ final class ListingDemo {
     }
   }
 
-  private static void describe(LocatedFileStatus s) {
+  private static void describe(LocatedFileStatus s) throws java.io.IOException {
     if (s == null) {
       Demo.say("  null");
       return;
