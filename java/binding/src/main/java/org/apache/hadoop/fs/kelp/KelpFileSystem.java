@@ -258,7 +258,7 @@ public class KelpFileSystem extends FileSystem {
     if (s == null) {
       throw missing(q, local);
     }
-    return KelpStatuses.withPath(s, q, false);
+    return KelpStatuses.withPath(s, q);
   }
 
   // ---------------------------------------------------------------------------------------
@@ -496,7 +496,7 @@ public class KelpFileSystem extends FileSystem {
     return KelpStatuses.plain(list(makeQualified(f), false));
   }
 
-  private List<LocatedFileStatus> list(Path q, boolean located) throws IOException {
+  private List<FileStatus> list(Path q, boolean located) throws IOException {
     String local = mount.toLocal(q);
     LocatedFileStatus[] entries = nativeListing(local, located, listThreads, listThreshold);
     if (entries == null || entries.length == 0) {
@@ -505,13 +505,11 @@ public class KelpFileSystem extends FileSystem {
         throw missing(q, local);
       }
       if (!s.isDirectory()) {
-        List<LocatedFileStatus> one = new ArrayList<>(1);
-        if (located) {
-          BlockLocation[] blocks = getFileBlockLocations(
-              KelpStatuses.withPath(s, q, false), 0, s.getLen());
-          s = new LocatedFileStatus(s, blocks);
-        }
-        one.add(KelpStatuses.withPath(s, q, located));
+        FileStatus plain = KelpStatuses.withPath(s, q);
+        List<FileStatus> one = new ArrayList<>(1);
+        one.add(located
+            ? new LocatedFileStatus(plain, getFileBlockLocations(plain, 0, s.getLen()))
+            : plain);
         return one;
       }
       if (entries == null) {

@@ -4,7 +4,6 @@ import java.util.ArrayList;
 import java.util.Iterator;
 import java.util.List;
 import java.util.NoSuchElementException;
-import org.apache.hadoop.fs.BlockLocation;
 import org.apache.hadoop.fs.FileStatus;
 import org.apache.hadoop.fs.LocatedFileStatus;
 import org.apache.hadoop.fs.Path;
@@ -16,42 +15,48 @@ import org.apache.hadoop.fs.permission.FsPermission;
 final class KelpStatuses {
   private KelpStatuses() {}
 
-  /** The status under {@code path}; the ACL bit becomes the status's ACL flag. */
-  static LocatedFileStatus withPath(LocatedFileStatus s, Path path, boolean located) {
-    FsPermission raw = s.getPermission();
-    boolean acl = s.hasAcl();
-    FsPermission perm = new FsPermission((short) (raw.toShort() & 01777));
-    BlockLocation[] blocks = located ? s.getBlockLocations() : null;
-    return new LocatedFileStatus(s.getLen(), s.isDirectory(), s.getReplication(),
-        s.getBlockSize(), s.getModificationTime(), s.getAccessTime(), perm, s.getOwner(),
-        s.getGroup(), null, path, acl, false, false, blocks);
+  /**
+   * The status under {@code path}, without block locations: a plain {@code FileStatus}, so that
+   * callers such as {@code FileInputFormat} ask {@code getFileBlockLocations} instead of finding
+   * a located status without blocks. The ACL bit becomes the status's ACL flag.
+   */
+  static FileStatus withPath(LocatedFileStatus s, Path path) {
+    FsPermission perm = new FsPermission((short) (s.getPermission().toShort() & 01777));
+    return new FileStatus(s.getLen(), s.isDirectory(), s.getReplication(), s.getBlockSize(),
+        s.getModificationTime(), s.getAccessTime(), perm, s.getOwner(), s.getGroup(), null, path,
+        s.hasAcl(), false, false);
+  }
+
+  /** The status under {@code path} with the block locations the native side found. */
+  static LocatedFileStatus locatedWithPath(LocatedFileStatus s, Path path) {
+    return new LocatedFileStatus(withPath(s, path), s.getBlockLocations());
   }
 
   /** The entries of a native listing, empty slots and entries outside the mount left out. */
-  static List<LocatedFileStatus> listing(LocatedFileStatus[] entries, KelpMount mount,
+  static List<FileStatus> listing(LocatedFileStatus[] entries, KelpMount mount,
       boolean located) {
-    List<LocatedFileStatus> out = new ArrayList<>(entries.length);
+    List<FileStatus> out = new ArrayList<>(entries.length);
     for (LocatedFileStatus e : entries) {
       if (e == null) {
         continue;
       }
       Path p = mount.toKelp(e.getPath());
       if (p != null) {
-        out.add(withPath(e, p, located));
+        out.add(located ? locatedWithPath(e, p) : withPath(e, p));
       }
     }
     return out;
   }
 
-  static FileStatus[] plain(List<LocatedFileStatus> statuses) {
+  static FileStatus[] plain(List<FileStatus> statuses) {
     return statuses.toArray(new FileStatus[0]);
   }
 
   /** The entries the filter accepts, one at a time. */
-  static RemoteIterator<LocatedFileStatus> iterator(List<LocatedFileStatus> entries,
+  static RemoteIterator<LocatedFileStatus> iterator(List<FileStatus> entries,
       PathFilter filter) {
     Iterator<LocatedFileStatus> it = entries.stream()
-        .filter(e -> filter.accept(e.getPath())).iterator();
+        .filter(e -> filter.accept(e.getPath())).map(e -> (LocatedFileStatus) e).iterator();
     return new RemoteIterator<LocatedFileStatus>() {
       @Override
       public boolean hasNext() {
