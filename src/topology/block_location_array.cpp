@@ -40,7 +40,7 @@ const BlockLocationClasses* block_location_classes(JNIEnv* env) {
   jmethodID constructor = env->GetMethodID(blockLocation.get(), "<init>",
                                            "([Ljava/lang/String;[Ljava/lang/String;JJ)V");
   if (constructor == nullptr) return nullptr;
-  ScopedLocalRef<jclass> string(env, find_class(env, "Ljava/lang/String;"));
+  ScopedLocalRef<jclass> string(env, find_class(env, "java/lang/String"));
   if (!string) return nullptr;
   ScopedLocalRef<jclass> stringArray(env, find_class(env, "[Ljava/lang/String;"));
   if (!stringArray) return nullptr;
