@@ -135,9 +135,7 @@ int fill_record(kelpDetails_t& record, const PoolStats& pools, size_t& chosen) {
   }
 
   std::string out;
-  int rc = exec_command("/opt/kelp/bin/kplsfs " + shell_quote(record.device) +
-                            " -V -r -R | grep -e '\\-[VrR]'",
-                        out);
+  int rc = exec_command(fs_attributes_command(record.device), out);
   if (rc == 0) apply_fs_attributes(out, poolSuppliedPlacement, record);
   return rc;
 }
@@ -151,9 +149,17 @@ const kelpDetails_t* find_details(const std::string& mountPoint) {
 
 }  // namespace
 
+std::string pool_listing_command(const std::string& device) {
+  return "/opt/kelp/bin/kplspool " + shell_quote(device) + " all -L";
+}
+
+std::string fs_attributes_command(const std::string& device) {
+  return "/opt/kelp/bin/kplsfs " + shell_quote(device) + " -V -r -R | grep -e '\\-[VrR]'";
+}
+
 int getPoolConfigbyCLI(const std::string& device, uint32_t poolId, kelpDetails_t* details) {
   std::string out;
-  int rc = exec_command("/opt/kelp/bin/kplspool " + shell_quote(device) + " all -L", out);
+  int rc = exec_command(pool_listing_command(device), out);
   if (rc != 0) return rc;
   return apply_pool_listing(out, poolId, *details);
 }

@@ -1,0 +1,431 @@
+// Every entry point called many times (KELP_FLAT_ITERATIONS, default 10,000;
+// 1,000 under the sanitizers) on success and failure paths, locally and
+// through the helper daemon, and against a misbehaving stand-in that sends
+// malformed replies, truncated control data and extra descriptors: the
+// process's open descriptors and resident memory stay flat. The only
+// descriptors kept on purpose, one per call each, are a failed handshake's
+// socket and the sync cache's one descriptor per path; the tests below
+// count both exactly.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "channel/connection.h"
+#include "channel/framing.h"
+#include "jni/fd.h"
+#include "topology/command_runner.h"
+#include "org_apache_hadoop_fs_kelp_KELPDataOutputStream.h"
+#include "sim_state.h"
+#include "support/connection_modes.h"
+#include "support/helper_daemon.h"
+#include "support/sandbox.h"
+
+namespace {
+
+// A fixed, touched Java heap, so that what the JVM keeps does not read as
+// growth; the simulated library's request log stays off.
+const bool kJvmOptions =
+    ::setenv("KELP_TEST_JVM_OPTIONS", "-Xms96m -Xmx96m -XX:+AlwaysPreTouch", 1) == 0 &&
+    ::setenv("KELP_SIM_LOG", "0", 1) == 0;
+
+int iterations() {
+  if (const char* n = std::getenv("KELP_FLAT_ITERATIONS")) return std::atoi(n);
+  return std::string(KELP_TEST_SANITIZE).empty() ? 10000 : 1000;
+}
+
+long resident_kib() {
+  long pages = 0, resident = 0;
+  FILE* f = std::fopen("/proc/self/statm", "r");
+  if (f == nullptr) return -1;
+  if (std::fscanf(f, "%ld %ld", &pages, &resident) != 2) resident = -1;
+  std::fclose(f);
+  return resident * (::sysconf(_SC_PAGESIZE) / 1024);
+}
+
+// One call of an entry point (or a few, for its success and failure paths);
+// |every| > 1 runs it on every |every|-th iteration only (the calls that
+// start a command each time).
+struct Case {
+  const char* name;
+  int every;
+  std::function<void()> call;
+};
+
+#define FS_CALL(method, ...) \
+  Java_org_apache_hadoop_fs_kelp_KelpFileSystem_##method(env_, fs_, __VA_ARGS__)
+
+class Flatness : public kelptest::ConnectionModeTest {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(kJvmOptions);
+    ASSERT_NO_FATAL_FAILURE(ConnectionModeTest::SetUp());
+    kelptest::use_scenario("default");
+    kelptest::write_file(dir_ / "file", std::string(5 << 20, 'x'));
+    ASSERT_EQ(::mkdir((dir_ / "sub").c_str(), 0755), 0);
+    ASSERT_EQ(::symlink("file", (dir_ / "link").c_str()), 0);
+  }
+
+  jstring s(const std::string& v) { return kelptest::jstr(v); }
+  // Closes the descriptor of a returned java.io.FileDescriptor.
+  void close_fd(jobject fd) {
+    if (fd != nullptr) ::close(kelptest::fd_of(fd));
+  }
+
+  // Runs every case |n| times, each call in a local frame of its own.
+  void run_all(const std::vector<Case>& cases, int n) {
+    for (const Case& c : cases) {
+      for (int i = 0; i < n; ++i) {
+        if (i % c.every != 0) continue;
+        ASSERT_EQ(env_->PushLocalFrame(32), 0);
+        c.call();
+        env_->ExceptionClear();  // failure paths raise on purpose
+        env_->PopLocalFrame(nullptr);
+      }
+    }
+  }
+
+  std::vector<Case> cases() {
+    const std::string f = dir_ / "file", missing = dir_ / "missing/x", d = dir_.path();
+    jobject os = kelptest::output_stream();
+    jobjectArray acl = kelptest::acl_entries({{0, "kelpuser1", 6, 0}});
+    return {
+        {"nOpen", 1, [=] { close_fd(FS_CALL(nOpen, conn_, s(f))); FS_CALL(nOpen, conn_, s(missing)); }},
+        {"nCreate", 1, [=] {
+           close_fd(FS_CALL(nCreate, conn_, s(d + "/c"), 0644, 1, JNI_TRUE, 1));
+           FS_CALL(nCreate, conn_, s(missing), 0644, 1, JNI_TRUE, 1);
+         }},
+        {"nAppend", 1, [=] { close_fd(FS_CALL(nAppend, conn_, s(f))); FS_CALL(nAppend, conn_, s(missing)); }},
+        {"nExists", 1, [=] { FS_CALL(nExists, conn_, s(f)); FS_CALL(nExists, conn_, s(missing)); }},
+        {"nMkdirs", 1, [=] { FS_CALL(nMkdirs, conn_, s(d + "/m/n"), 0755); FS_CALL(nMkdirs, conn_, s(f + "/x"), 0755); }},
+        {"nDelete", 1, [=] {
+           FS_CALL(nDelete, conn_, s(d + "/m"), JNI_TRUE);
+           FS_CALL(nDelete, conn_, s(missing), JNI_FALSE);
+         }},
+        {"nRename", 1, [=] {
+           FS_CALL(nRename, conn_, s(d + "/c"), s(d + "/c2"));
+           FS_CALL(nRename, conn_, s(d + "/c2"), s(d + "/c"));
+           FS_CALL(nRename, conn_, s(missing), s(d + "/y"));
+         }},
+        {"nChown", 1, [=] {
+           FS_CALL(nChown, conn_, s(d + "/c"), s("kelpuser1"), s("kelpgrp1"));
+           FS_CALL(nChown, conn_, s(missing), s("nosuchuser"), s("kelpgrp1"));
+         }},
+        {"nChmod", 1, [=] { FS_CALL(nChmod, conn_, s(d + "/c"), 0640); FS_CALL(nChmod, conn_, s(missing), 0640); }},
+        {"nResolveSymlink", 1, [=] { FS_CALL(nResolveSymlink, conn_, s(d + "/link")); FS_CALL(nResolveSymlink, conn_, s(missing)); }},
+        {"nReadSymlink", 1, [=] { FS_CALL(nReadSymlink, conn_, s(d + "/link")); FS_CALL(nReadSymlink, conn_, s(missing)); }},
+        {"nCreateSymlink", 1, [=] {
+           FS_CALL(nCreateSymlink, conn_, s("file"), s(d + "/l2"));
+           ::unlink((d + "/l2").c_str());
+           FS_CALL(nCreateSymlink, conn_, s("file"), s(missing));
+         }},
+        {"nCreateAs", 1, [=] {
+           close_fd(FS_CALL(nCreateAs, conn_, s(d + "/ca"), 0644, 1, JNI_TRUE, s("kelpuser1"), s("kelpgrp1"), 1));
+           FS_CALL(nCreateAs, conn_, s(missing), 0644, 1, JNI_TRUE, s("kelpuser1"), s("kelpgrp1"), 1);
+         }},
+        {"nAppendAs", 1, [=] {
+           close_fd(FS_CALL(nAppendAs, conn_, s(d + "/ca"), s("kelpuser1"), s("kelpgrp1")));
+           FS_CALL(nAppendAs, conn_, s(missing), s("kelpuser1"), s("kelpgrp1"));
+         }},
+        {"nMkdirsAs", 1, [=] {
+           FS_CALL(nMkdirsAs, conn_, s(d + "/ma"), 0755, s("kelpuser1"), s("kelpgrp1"));
+           FS_CALL(nMkdirsAs, conn_, s(f + "/x"), 0755, s("kelpuser1"), s("kelpgrp1"));
+         }},
+        {"nCreateSymlinkAs", 1, [=] {
+           FS_CALL(nCreateSymlinkAs, conn_, s("file"), s(d + "/la"), s("kelpuser1"), s("kelpgrp1"));
+           ::unlink((d + "/la").c_str());
+         }},
+        {"nGetFileStatus", 1, [=] {
+           FS_CALL(nGetFileStatus, conn_, s(f), 4 << 20);
+           FS_CALL(nGetFileStatus, conn_, s(missing), 4 << 20);
+         }},
+        {"nListStatus", 10, [=] {
+           FS_CALL(nListStatus, conn_, s(d), 2, 0, JNI_TRUE, s("kelpuser1"), nullptr, 4 << 20);
+           FS_CALL(nListStatus, conn_, s(missing), 2, 0, JNI_FALSE, nullptr, nullptr, 4 << 20);
+         }},
+        {"nGetInitInfo", 1, [=] { Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nGetInitInfo(env_, fs_); }},
+        {"nGetFileBlockLocations", 1, [=] {
+           FS_CALL(nGetFileBlockLocations, conn_, s(f), 0, -1, 4 << 20);
+           FS_CALL(nGetFileBlockLocations, conn_, s(missing), 0, -1, 4 << 20);
+         }},
+        {"nGetDetails", 1, [=] { FS_CALL(nGetDetails, conn_, s("/mnt/kelp")); FS_CALL(nGetDetails, conn_, s(missing)); }},
+        {"nSetReplication", 1, [=] { FS_CALL(nSetReplication, conn_, s(f), 2); FS_CALL(nSetReplication, conn_, s(missing), 2); }},
+        {"nSetBlockGroupFactor", 1, [=] { FS_CALL(nSetBlockGroupFactor, conn_, s(f), 2); FS_CALL(nSetBlockGroupFactor, conn_, s(missing), 2); }},
+        {"snapshots", 200, [=] {
+           FS_CALL(nCreateSnapshot, conn_, s(d), s("flat-" + std::to_string(serial_)), s("a"));
+           FS_CALL(nRenameSnapshot, conn_, s(d), s("a"), s("b"));
+           FS_CALL(nCreateSnapshotAs, conn_, s(d), s("flat-" + std::to_string(serial_) + "as"), s("c"), s("kelpuser1"), s("kelpgrp1"));
+           FS_CALL(nDeleteSnapshot, conn_, s(d), s("b"));
+           FS_CALL(nDeleteSnapshot, conn_, s(d), s("c"));
+           FS_CALL(nDeleteSnapshot, conn_, s(d), s("gone"));
+           ++serial_;
+         }},
+        {"acls", 1, [=] {
+           FS_CALL(nModifyAclEntries, conn_, s(f), acl);
+           FS_CALL(nGetAclStatus, conn_, s(f));
+           FS_CALL(nRemoveAclEntries, conn_, s(f), acl);
+           FS_CALL(nSetAcl, conn_, s(f), acl);
+           FS_CALL(nRemoveAcl, conn_, s(f));
+           FS_CALL(nRemoveDefaultAcl, conn_, s(d + "/sub"));
+           FS_CALL(nGetAclStatus, conn_, s(missing));
+           FS_CALL(nSetAcl, conn_, s(missing), acl);
+         }},
+        {"xattrs", 1, [=] {
+           FS_CALL(nSetExtendedAttribute, conn_, s(f), s("user.k"), s("v"));
+           FS_CALL(nGetExtendedAttribute, conn_, s(f), s("user.k"));
+           FS_CALL(nSetExtendedAttribute, conn_, s(missing), s("user.k"), s("v"));
+           FS_CALL(nGetExtendedAttribute, conn_, s(missing), s("user.k"));
+         }},
+        {"sync", 1, [=] {
+           Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1fsync_1range(env_, os, s(f), 0, 4096);
+           Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1fdatasync(env_, os, s(f));
+           Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1preallocate(env_, os, s(f), 1 << 20);
+           Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1preallocate(env_, os, s(missing), 1);
+           Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1fdatasync(env_, os, s(missing));
+         }},
+        {"connections", 1, [=] {
+           // A serving daemon keeps the connection: it is closed again.
+           jint c = Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, s("kelpuser1"), nullptr);
+           Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, fs_, c);
+         }},
+    };
+  }
+
+  kelptest::ScratchDir dir_{"flat"};
+  int serial_ = 0;
+};
+
+TEST_P(Flatness, EveryEntryPointLeavesNoDescriptorAndNoMemory) {
+  std::vector<Case> all = cases();
+  // One round first: caches, classes and the failed paths' first debug
+  // texts settle; the sync cache takes its one descriptor for the file.
+  run_all(all, 1);
+  const int n = iterations();
+  int fds_before = kelptest::count_open_fds();
+  long rss_before = resident_kib();
+  run_all(all, n / 2);
+  long rss_half = resident_kib();
+  run_all(all, n - n / 2);
+  int fds_after = kelptest::count_open_fds();
+  long rss_after = resident_kib();
+  EXPECT_EQ(fds_after, fds_before);
+  // Flat: the second half adds no more than a little allocator slack.
+  std::printf("%d calls of each entry point: %d descriptors before and after; resident %ld, %ld, %ld KiB\n",
+              n, fds_before, rss_before, rss_half, rss_after);
+  EXPECT_LT(rss_after - rss_half, 4096) << "resident memory grew by " << rss_after - rss_half << " KiB";
+}
+
+KELP_INSTANTIATE_IN_BOTH_MODES(Flatness);
+
+// A stand-in daemon that misbehaves: the library's end of a socket pair,
+// with the reply already waiting in it.
+class Misbehaving : public kelptest::JniTest {
+ protected:
+  struct Pair {
+    Pair() {
+      int fds[2];
+      EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds), 0);
+      library.reset(fds[0]);
+      daemon.reset(fds[1]);
+    }
+    kelp::UniqueFd library, daemon;
+  };
+
+  // Writes a frame and then, when |count| > 0, a message of |byte| with
+  // |count| descriptors of /dev/null.
+  static void reply(int socket, char type, const std::string& payload, char byte = 0, int count = 0) {
+    kelp::send_message(socket, type, payload.data(), static_cast<int>(payload.size()));
+    if (count == 0) return;
+    int fds[4];
+    for (int i = 0; i < count; ++i) fds[i] = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    char data = byte;
+    struct iovec iov = {&data, 1};
+    alignas(struct cmsghdr) char control[CMSG_SPACE(4 * sizeof(int))] = {};
+    struct msghdr msg {};
+    msg.msg_iov = &iov;
+    msg.msg_iovlen = 1;
+    msg.msg_control = control;
+    msg.msg_controllen = CMSG_SPACE(count * sizeof(int));
+    struct cmsghdr* c = CMSG_FIRSTHDR(&msg);
+    c->cmsg_level = SOL_SOCKET;
+    c->cmsg_type = SCM_RIGHTS;
+    c->cmsg_len = CMSG_LEN(count * sizeof(int));
+    std::memcpy(CMSG_DATA(c), fds, count * sizeof(int));
+    EXPECT_EQ(::sendmsg(socket, &msg, 0), 1);
+    for (int i = 0; i < count; ++i) ::close(fds[i]);
+  }
+};
+
+TEST_F(Misbehaving, MalformedRepliesTruncatedControlDataAndExtraDescriptors) {
+  const std::string path = "/mnt/kelp/anything";
+  auto once = [&](const std::function<void(int library, int daemon)>& call) {
+    ASSERT_EQ(env_->PushLocalFrame(16), 0);
+    Pair p;
+    call(p.library.get(), p.daemon.get());
+    env_->ExceptionClear();
+    env_->PopLocalFrame(nullptr);
+  };
+  std::vector<std::function<void(int, int)>> calls = {
+      // Three descriptors where one is due: the first is taken, the rest closed.
+      [&](int l, int d) {
+        reply(d, 'o', "\x01", 'F', 3);
+        jobject fd = FS_CALL(nOpen, l, kelptest::jstr(path));
+        EXPECT_NE(fd, nullptr);
+        if (fd != nullptr) ::close(kelptest::fd_of(fd));
+      },
+      // Four descriptors: more than the control buffer holds (truncated).
+      [&](int l, int d) {
+        reply(d, 'o', "\x01", 'F', 4);
+        EXPECT_EQ(FS_CALL(nOpen, l, kelptest::jstr(path)), nullptr);
+      },
+      // A descriptor message with the wrong data byte.
+      [&](int l, int d) {
+        reply(d, 'c', "\x01", 'X', 1);
+        EXPECT_EQ(FS_CALL(nCreate, l, kelptest::jstr(path), 0644, 1, JNI_TRUE, 1), nullptr);
+      },
+      // A reply of another type, one too long, one cut short.
+      [&](int l, int d) {
+        reply(d, 'x', "\x01");
+        EXPECT_FALSE(FS_CALL(nExists, l, kelptest::jstr(path)));
+      },
+      [&](int l, int d) {
+        reply(d, 'y', std::string(5000, 'p'));
+        EXPECT_EQ(FS_CALL(nResolveSymlink, l, kelptest::jstr(path)), nullptr);
+      },
+      [&](int l, int d) {
+        ::write(d, "o\0\0\0\x10" "ab", 7);
+        ::shutdown(d, SHUT_WR);
+        EXPECT_EQ(FS_CALL(nGetFileStatus, l, kelptest::jstr("/no/such/path"), 4 << 20), nullptr);
+      },
+      // Descriptors sent with a refusal.
+      [&](int l, int d) {
+        reply(d, 'a', std::string(1, '\0'), 'F', 2);
+        EXPECT_EQ(FS_CALL(nAppend, l, kelptest::jstr(path)), nullptr);
+      },
+  };
+  for (auto& call : calls) once(call);  // classes and texts settle
+  const int n = iterations();
+  int before = kelptest::count_open_fds();
+  long rss_half = 0;
+  for (int i = 0; i < n; ++i) {
+    if (i == n / 2) rss_half = resident_kib();
+    for (auto& call : calls) once(call);
+  }
+  EXPECT_EQ(kelptest::count_open_fds(), before);
+  EXPECT_LT(resident_kib() - rss_half, 4096);
+}
+
+// A daemon that refuses (here a stand-in on the socket path answering 0):
+// each failed handshake keeps its socket, exactly one per call, as the
+// library always has.
+TEST_F(Misbehaving, FailedHandshakeKeepsExactlyOneSocketPerCall) {
+  const std::string saved = std::string(kelp::kDaemonSocketPath) + ".flat";
+  bool moved = ::rename(kelp::kDaemonSocketPath, saved.c_str()) == 0;
+  kelp::UniqueFd listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un addr{};
+  addr.sun_family = AF_UNIX;
+  std::strncpy(addr.sun_path, kelp::kDaemonSocketPath, sizeof addr.sun_path - 1);
+  ASSERT_EQ(::bind(listener.get(), reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+  ASSERT_EQ(::listen(listener.get(), 16), 0);
+  std::thread refuser([&] {
+    for (;;) {
+      kelp::UniqueFd c(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+      if (!c) return;
+      char type;
+      char payload[256];
+      if (kelp::recv_message(c.get(), &type, payload, sizeof payload) < 0) return;
+      char no = 0;
+      kelp::send_message(c.get(), 'l', &no, 1);
+    }
+  });
+  const int calls = 100;
+  int before = kelptest::count_open_fds();
+  for (int i = 0; i < calls; ++i) {
+    EXPECT_EQ(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, kelptest::jstr("u"), nullptr), -1);
+  }
+  EXPECT_EQ(kelptest::count_open_fds() - before, calls);
+  ::shutdown(listener.get(), SHUT_RDWR);
+  refuser.join();
+  ::unlink(kelp::kDaemonSocketPath);
+  if (moved) ::rename(saved.c_str(), kelp::kDaemonSocketPath);
+}
+
+// The sync cache: one descriptor per distinct path string, kept for the
+// process's life; a path synced again opens nothing.
+TEST_F(Misbehaving, SyncCacheKeepsOneDescriptorPerPath) {
+  kelptest::ScratchDir dir("flat-sync");
+  jobject os = kelptest::output_stream();
+  const int paths = 50;
+  for (int i = 0; i < paths; ++i) kelptest::write_file(dir / std::to_string(i), "x");
+  int before = kelptest::count_open_fds();
+  for (int round = 0; round < 3; ++round) {
+    for (int i = 0; i < paths; ++i) {
+      ASSERT_EQ(env_->PushLocalFrame(4), 0);
+      EXPECT_EQ(Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1fdatasync(
+                    env_, os, kelptest::jstr(dir / std::to_string(i))), 0);
+      env_->PopLocalFrame(nullptr);
+    }
+    EXPECT_EQ(kelptest::count_open_fds() - before, paths) << "round " << round;
+  }
+}
+
+// A command the library runs inherits none of its descriptors: the fake
+// kpcrsnapshot (kelpsim) notes the descriptors it was started with. Only
+// those this test process itself leaves inheritable may be among them.
+TEST_F(Misbehaving, CommandsInheritNoDescriptor) {
+  kelptest::use_scenario("default");
+  kelptest::ScratchDir dir("flat-inherit");
+  kelptest::write_file(dir / "f", "x");
+  // The library's own descriptors of every kind: a daemon connection, a
+  // synced file, a descriptor received from the daemon.
+  kelptest::HelperDaemon daemon({"--serve"});
+  ASSERT_TRUE(daemon.ready());
+  jint conn = Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, kelptest::jstr("u"), nullptr);
+  ASSERT_GE(conn, 0);
+  jobject opened = FS_CALL(nOpen, conn, kelptest::jstr(dir / "f"));
+  ASSERT_NE(opened, nullptr);
+  EXPECT_EQ(Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1fdatasync(
+                env_, kelptest::output_stream(), kelptest::jstr(dir / "f")), 0);
+  std::vector<int> inheritable = {};
+  for (int fd = 0; fd < 1024; ++fd) {
+    int flags = ::fcntl(fd, F_GETFD);
+    if (flags >= 0 && (flags & FD_CLOEXEC) == 0) inheritable.push_back(fd);
+  }
+  std::vector<int> library = {conn, kelptest::fd_of(opened)};
+  for (int fd = 3; fd < 1024; ++fd) {
+    if (kelpsim::fd_path(fd) == dir / "f") library.push_back(fd);  // the sync cache's
+  }
+  ASSERT_GE(library.size(), 3u);
+
+  kelptest::clear_admin_invocations();
+  jstring link = FS_CALL(nCreateSnapshot, -42, kelptest::jstr(dir.path()), kelptest::jstr("inherit"),
+                         kelptest::jstr("l"));
+  ASSERT_NE(link, nullptr) << kelptest::take_exception();
+  std::vector<int> got = kelptest::admin_descriptors("kpcrsnapshot");
+  ASSERT_FALSE(got.empty());
+  for (int fd : library) {
+    EXPECT_EQ(std::find(got.begin(), got.end(), fd), got.end()) << "inherited library descriptor " << fd;
+  }
+  for (int fd : got) {
+    if (fd <= 2) continue;  // the command's standard streams
+    EXPECT_NE(std::find(inheritable.begin(), inheritable.end(), fd), inheritable.end())
+        << "the command inherited descriptor " << fd;
+  }
+  EXPECT_TRUE(FS_CALL(nDeleteSnapshot, -42, kelptest::jstr(dir.path()), kelptest::jstr("l")));
+  ::close(kelptest::fd_of(opened));
+  Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, fs_, conn);
+}
+
+}  // namespace
