@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <cstdio>
 #include <cstdlib>
@@ -57,17 +58,34 @@ long resident_kib() {
 
 // One call of an entry point (or a few, for its success and failure paths);
 // |every| > 1 runs it on every |every|-th iteration only (the calls that
-// start a command each time).
+// start a command each time). |kept_without_daemon|: descriptors each call
+// keeps on purpose when no daemon listens (a failed connection's socket).
 struct Case {
   const char* name;
   int every;
   std::function<void()> call;
+  int kept_without_daemon = 0;
 };
 
+// Calls an entry point and then, as Java would on its return, looks at (and
+// clears) the exception it may have raised before any other JNI call.
 #define FS_CALL(method, ...) \
-  Java_org_apache_hadoop_fs_kelp_KelpFileSystem_##method(env_, fs_, __VA_ARGS__)
+  checked(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_##method(env_, fs_, __VA_ARGS__))
+#define OS_CALL(method, ...) \
+  checked(Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_##method(env_, os, __VA_ARGS__))
 
-class Flatness : public kelptest::ConnectionModeTest {
+// Shared by both fixtures below.
+class Checked {
+ protected:
+  template <typename T>
+  T checked(T value) {
+    JNIEnv* env = kelptest::jvm_env();
+    if (env->ExceptionCheck()) env->ExceptionClear();
+    return value;
+  }
+};
+
+class Flatness : public kelptest::ConnectionModeTest, protected Checked {
  protected:
   void SetUp() override {
     ASSERT_TRUE(kJvmOptions);
@@ -84,30 +102,43 @@ class Flatness : public kelptest::ConnectionModeTest {
     if (fd != nullptr) ::close(kelptest::fd_of(fd));
   }
 
-  // Runs every case |n| times, each call in a local frame of its own.
+  // Runs every case |n| times, each call in a local frame of its own, and
+  // expects each to leave the descriptor count as it found it.
   void run_all(const std::vector<Case>& cases, int n) {
     for (const Case& c : cases) {
+      int before = kelptest::count_open_fds();
+      auto start = std::chrono::steady_clock::now();
+      int calls = 0;
       for (int i = 0; i < n; ++i) {
         if (i % c.every != 0) continue;
         ASSERT_EQ(env_->PushLocalFrame(32), 0);
         c.call();
-        env_->ExceptionClear();  // failure paths raise on purpose
         env_->PopLocalFrame(nullptr);
+        ++calls;
       }
+      if (std::getenv("KELP_FLAT_VERBOSE") != nullptr) {
+        std::printf("  %-24s %d calls, %.1f ms\n", c.name, calls,
+                    std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+      }
+      int kept = local() ? c.kept_without_daemon * calls : 0;
+      EXPECT_EQ(kelptest::count_open_fds() - before, kept) << c.name << ": descriptors left";
+      kept_ += kept;
     }
   }
 
   std::vector<Case> cases() {
-    const std::string f = dir_ / "file", missing = dir_ / "missing/x", d = dir_.path();
+    // |missing| can never be made: its parent is a file.
+    const std::string f = dir_ / "file", missing = f + "/no/x", d = dir_.path();
     jobject os = kelptest::output_stream();
-    jobjectArray acl = kelptest::acl_entries({{0, "kelpuser1", 6, 0}});
+    // The entry points may delete the array's reference: one per call.
+    auto acl = [] { return kelptest::acl_entries({{0, "kelpuser1", 6, 0}}); };
     return {
-        {"nOpen", 1, [=] { close_fd(FS_CALL(nOpen, conn_, s(f))); FS_CALL(nOpen, conn_, s(missing)); }},
+        {"nOpen", 1, [=] { close_fd(FS_CALL(nOpen, conn_, s(f))); close_fd(FS_CALL(nOpen, conn_, s(missing))); }},
         {"nCreate", 1, [=] {
            close_fd(FS_CALL(nCreate, conn_, s(d + "/c"), 0644, 1, JNI_TRUE, 1));
-           FS_CALL(nCreate, conn_, s(missing), 0644, 1, JNI_TRUE, 1);
+           close_fd(FS_CALL(nCreate, conn_, s(missing), 0644, 1, JNI_TRUE, 1));
          }},
-        {"nAppend", 1, [=] { close_fd(FS_CALL(nAppend, conn_, s(f))); FS_CALL(nAppend, conn_, s(missing)); }},
+        {"nAppend", 1, [=] { close_fd(FS_CALL(nAppend, conn_, s(f))); close_fd(FS_CALL(nAppend, conn_, s(missing))); }},
         {"nExists", 1, [=] { FS_CALL(nExists, conn_, s(f)); FS_CALL(nExists, conn_, s(missing)); }},
         {"nMkdirs", 1, [=] { FS_CALL(nMkdirs, conn_, s(d + "/m/n"), 0755); FS_CALL(nMkdirs, conn_, s(f + "/x"), 0755); }},
         {"nDelete", 1, [=] {
@@ -133,11 +164,11 @@ class Flatness : public kelptest::ConnectionModeTest {
          }},
         {"nCreateAs", 1, [=] {
            close_fd(FS_CALL(nCreateAs, conn_, s(d + "/ca"), 0644, 1, JNI_TRUE, s("kelpuser1"), s("kelpgrp1"), 1));
-           FS_CALL(nCreateAs, conn_, s(missing), 0644, 1, JNI_TRUE, s("kelpuser1"), s("kelpgrp1"), 1);
+           close_fd(FS_CALL(nCreateAs, conn_, s(missing), 0644, 1, JNI_TRUE, s("kelpuser1"), s("kelpgrp1"), 1));
          }},
         {"nAppendAs", 1, [=] {
            close_fd(FS_CALL(nAppendAs, conn_, s(d + "/ca"), s("kelpuser1"), s("kelpgrp1")));
-           FS_CALL(nAppendAs, conn_, s(missing), s("kelpuser1"), s("kelpgrp1"));
+           close_fd(FS_CALL(nAppendAs, conn_, s(missing), s("kelpuser1"), s("kelpgrp1")));
          }},
         {"nMkdirsAs", 1, [=] {
            FS_CALL(nMkdirsAs, conn_, s(d + "/ma"), 0755, s("kelpuser1"), s("kelpgrp1"));
@@ -151,11 +182,12 @@ class Flatness : public kelptest::ConnectionModeTest {
            FS_CALL(nGetFileStatus, conn_, s(f), 4 << 20);
            FS_CALL(nGetFileStatus, conn_, s(missing), 4 << 20);
          }},
-        {"nListStatus", 10, [=] {
+        // A worker's connection is tried (and kept, failing, without a daemon).
+        {"nListStatus", 100, [=] {
            FS_CALL(nListStatus, conn_, s(d), 2, 0, JNI_TRUE, s("kelpuser1"), nullptr, 4 << 20);
            FS_CALL(nListStatus, conn_, s(missing), 2, 0, JNI_FALSE, nullptr, nullptr, 4 << 20);
-         }},
-        {"nGetInitInfo", 1, [=] { Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nGetInitInfo(env_, fs_); }},
+         }, 1},
+        {"nGetInitInfo", 1, [=] { checked(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nGetInitInfo(env_, fs_)); }},
         {"nGetFileBlockLocations", 1, [=] {
            FS_CALL(nGetFileBlockLocations, conn_, s(f), 0, -1, 4 << 20);
            FS_CALL(nGetFileBlockLocations, conn_, s(missing), 0, -1, 4 << 20);
@@ -173,14 +205,14 @@ class Flatness : public kelptest::ConnectionModeTest {
            ++serial_;
          }},
         {"acls", 1, [=] {
-           FS_CALL(nModifyAclEntries, conn_, s(f), acl);
+           FS_CALL(nModifyAclEntries, conn_, s(f), acl());
            FS_CALL(nGetAclStatus, conn_, s(f));
-           FS_CALL(nRemoveAclEntries, conn_, s(f), acl);
-           FS_CALL(nSetAcl, conn_, s(f), acl);
+           FS_CALL(nRemoveAclEntries, conn_, s(f), acl());
+           FS_CALL(nSetAcl, conn_, s(f), acl());
            FS_CALL(nRemoveAcl, conn_, s(f));
            FS_CALL(nRemoveDefaultAcl, conn_, s(d + "/sub"));
            FS_CALL(nGetAclStatus, conn_, s(missing));
-           FS_CALL(nSetAcl, conn_, s(missing), acl);
+           FS_CALL(nSetAcl, conn_, s(missing), acl());
          }},
         {"xattrs", 1, [=] {
            FS_CALL(nSetExtendedAttribute, conn_, s(f), s("user.k"), s("v"));
@@ -189,29 +221,31 @@ class Flatness : public kelptest::ConnectionModeTest {
            FS_CALL(nGetExtendedAttribute, conn_, s(missing), s("user.k"));
          }},
         {"sync", 1, [=] {
-           Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1fsync_1range(env_, os, s(f), 0, 4096);
-           Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1fdatasync(env_, os, s(f));
-           Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1preallocate(env_, os, s(f), 1 << 20);
-           Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1preallocate(env_, os, s(missing), 1);
-           Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1fdatasync(env_, os, s(missing));
+           OS_CALL(kelp_1fsync_1range, s(f), 0, 4096);
+           OS_CALL(kelp_1fdatasync, s(f));
+           OS_CALL(kelp_1preallocate, s(f), 1 << 20);
+           OS_CALL(kelp_1preallocate, s(missing), 1);
+           OS_CALL(kelp_1fdatasync, s(missing));
          }},
         {"connections", 1, [=] {
-           // A serving daemon keeps the connection: it is closed again.
-           jint c = Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, s("kelpuser1"), nullptr);
-           Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, fs_, c);
-         }},
+           // A serving daemon keeps the connection, closed again here;
+           // without one the failed connection's socket stays.
+           jint c = checked(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, s("kelpuser1"), nullptr));
+           checked(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, fs_, c));
+         }, 1},
     };
   }
 
   kelptest::ScratchDir dir_{"flat"};
   int serial_ = 0;
+  int kept_ = 0;  // descriptors kept on purpose so far
 };
 
 TEST_P(Flatness, EveryEntryPointLeavesNoDescriptorAndNoMemory) {
   std::vector<Case> all = cases();
   // One round first: caches, classes and the failed paths' first debug
   // texts settle; the sync cache takes its one descriptor for the file.
-  run_all(all, 1);
+  for (const Case& c : all) c.call();
   const int n = iterations();
   int fds_before = kelptest::count_open_fds();
   long rss_before = resident_kib();
@@ -220,10 +254,11 @@ TEST_P(Flatness, EveryEntryPointLeavesNoDescriptorAndNoMemory) {
   run_all(all, n - n / 2);
   int fds_after = kelptest::count_open_fds();
   long rss_after = resident_kib();
-  EXPECT_EQ(fds_after, fds_before);
+  std::printf("%d calls of each entry point: descriptors %d before, %d after (%d kept on purpose); "
+              "resident %ld, %ld, %ld KiB\n",
+              n, fds_before, fds_after, kept_, rss_before, rss_half, rss_after);
+  EXPECT_EQ(fds_after - fds_before, kept_);
   // Flat: the second half adds no more than a little allocator slack.
-  std::printf("%d calls of each entry point: %d descriptors before and after; resident %ld, %ld, %ld KiB\n",
-              n, fds_before, rss_before, rss_half, rss_after);
   EXPECT_LT(rss_after - rss_half, 4096) << "resident memory grew by " << rss_after - rss_half << " KiB";
 }
 
@@ -231,7 +266,7 @@ KELP_INSTANTIATE_IN_BOTH_MODES(Flatness);
 
 // A stand-in daemon that misbehaves: the library's end of a socket pair,
 // with the reply already waiting in it.
-class Misbehaving : public kelptest::JniTest {
+class Misbehaving : public kelptest::JniTest, protected Checked {
  protected:
   struct Pair {
     Pair() {
@@ -247,11 +282,14 @@ class Misbehaving : public kelptest::JniTest {
   // |count| descriptors of /dev/null.
   static void reply(int socket, char type, const std::string& payload, char byte = 0, int count = 0) {
     kelp::send_message(socket, type, payload.data(), static_cast<int>(payload.size()));
-    if (count == 0) return;
+    if (count > 0) send_with_fds(socket, std::string(1, byte), count);
+  }
+
+  // Sends |data| as one message carrying |count| descriptors of /dev/null.
+  static void send_with_fds(int socket, const std::string& data, int count) {
     int fds[4];
     for (int i = 0; i < count; ++i) fds[i] = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    char data = byte;
-    struct iovec iov = {&data, 1};
+    struct iovec iov = {const_cast<char*>(data.data()), data.size()};
     alignas(struct cmsghdr) char control[CMSG_SPACE(4 * sizeof(int))] = {};
     struct msghdr msg {};
     msg.msg_iov = &iov;
@@ -263,7 +301,7 @@ class Misbehaving : public kelptest::JniTest {
     c->cmsg_type = SCM_RIGHTS;
     c->cmsg_len = CMSG_LEN(count * sizeof(int));
     std::memcpy(CMSG_DATA(c), fds, count * sizeof(int));
-    EXPECT_EQ(::sendmsg(socket, &msg, 0), 1);
+    EXPECT_EQ(::sendmsg(socket, &msg, 0), static_cast<ssize_t>(data.size()));
     for (int i = 0; i < count; ++i) ::close(fds[i]);
   }
 };
@@ -278,17 +316,23 @@ TEST_F(Misbehaving, MalformedRepliesTruncatedControlDataAndExtraDescriptors) {
     env_->PopLocalFrame(nullptr);
   };
   std::vector<std::function<void(int, int)>> calls = {
-      // Three descriptors where one is due: the first is taken, the rest closed.
+      // The descriptor that is due.
       [&](int l, int d) {
-        reply(d, 'o', "\x01", 'F', 3);
+        reply(d, 'o', "\x01", 'F', 1);
         jobject fd = FS_CALL(nOpen, l, kelptest::jstr(path));
         EXPECT_NE(fd, nullptr);
         if (fd != nullptr) ::close(kelptest::fd_of(fd));
       },
-      // Four descriptors: more than the control buffer holds (truncated).
+      // More descriptors than the control buffer holds: truncated, refused.
       [&](int l, int d) {
-        reply(d, 'o', "\x01", 'F', 4);
+        reply(d, 'o', "\x01", 'F', 3);
         EXPECT_EQ(FS_CALL(nOpen, l, kelptest::jstr(path)), nullptr);
+      },
+      // Extra descriptors riding on a reply frame that carries none.
+      [&](int l, int d) {
+        std::string frame("e\0\0\0\x01\x01", 6);
+        send_with_fds(d, frame, 2);
+        EXPECT_TRUE(FS_CALL(nExists, l, kelptest::jstr(path)));
       },
       // A descriptor message with the wrong data byte.
       [&](int l, int d) {
@@ -353,11 +397,13 @@ TEST_F(Misbehaving, FailedHandshakeKeepsExactlyOneSocketPerCall) {
   const int calls = 100;
   int before = kelptest::count_open_fds();
   for (int i = 0; i < calls; ++i) {
-    EXPECT_EQ(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, kelptest::jstr("u"), nullptr), -1);
+    EXPECT_EQ(checked(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, kelptest::jstr("u"), nullptr)), -1);
   }
-  EXPECT_EQ(kelptest::count_open_fds() - before, calls);
+  // Counted once the stand-in (a thread of this process) has let go of its
+  // last connection.
   ::shutdown(listener.get(), SHUT_RDWR);
   refuser.join();
+  EXPECT_EQ(kelptest::count_open_fds() - before, calls);
   ::unlink(kelp::kDaemonSocketPath);
   if (moved) ::rename(saved.c_str(), kelp::kDaemonSocketPath);
 }
@@ -373,8 +419,7 @@ TEST_F(Misbehaving, SyncCacheKeepsOneDescriptorPerPath) {
   for (int round = 0; round < 3; ++round) {
     for (int i = 0; i < paths; ++i) {
       ASSERT_EQ(env_->PushLocalFrame(4), 0);
-      EXPECT_EQ(Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1fdatasync(
-                    env_, os, kelptest::jstr(dir / std::to_string(i))), 0);
+      EXPECT_EQ(OS_CALL(kelp_1fdatasync, kelptest::jstr(dir / std::to_string(i))), 0);
       env_->PopLocalFrame(nullptr);
     }
     EXPECT_EQ(kelptest::count_open_fds() - before, paths) << "round " << round;
@@ -392,12 +437,12 @@ TEST_F(Misbehaving, CommandsInheritNoDescriptor) {
   // synced file, a descriptor received from the daemon.
   kelptest::HelperDaemon daemon({"--serve"});
   ASSERT_TRUE(daemon.ready());
-  jint conn = Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, kelptest::jstr("u"), nullptr);
+  jint conn = checked(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, kelptest::jstr("u"), nullptr));
   ASSERT_GE(conn, 0);
   jobject opened = FS_CALL(nOpen, conn, kelptest::jstr(dir / "f"));
   ASSERT_NE(opened, nullptr);
-  EXPECT_EQ(Java_org_apache_hadoop_fs_kelp_KELPDataOutputStream_kelp_1fdatasync(
-                env_, kelptest::output_stream(), kelptest::jstr(dir / "f")), 0);
+  jobject os = kelptest::output_stream();
+  EXPECT_EQ(OS_CALL(kelp_1fdatasync, kelptest::jstr(dir / "f")), 0);
   std::vector<int> inheritable = {};
   for (int fd = 0; fd < 1024; ++fd) {
     int flags = ::fcntl(fd, F_GETFD);
@@ -425,7 +470,7 @@ TEST_F(Misbehaving, CommandsInheritNoDescriptor) {
   }
   EXPECT_TRUE(FS_CALL(nDeleteSnapshot, -42, kelptest::jstr(dir.path()), kelptest::jstr("l")));
   ::close(kelptest::fd_of(opened));
-  Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, fs_, conn);
+  checked(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nClose(env_, fs_, conn));
 }
 
 }  // namespace
