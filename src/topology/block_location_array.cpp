@@ -101,6 +101,9 @@ jobjectArray get_file_blocklocation_array(JNIEnv* env, int blockCount, int repli
                                          a.replicaStart, a.replicaHosts, a.cachedStart,
                                          a.cachedHosts, a.cachedLayout,
                                          setCachedHosts ? JNI_TRUE : JNI_FALSE);
+    // A factory that threw (no memory for the array, say) leaves its error
+    // pending and gives null.
+    if (env->ExceptionCheck()) result = nullptr;
   }
   return static_cast<jobjectArray>(env->PopLocalFrame(result));
 }

@@ -126,9 +126,11 @@ std::string take_exception() {
   jmethodID get_name = env->GetMethodID(class_class, "getName", "()Ljava/lang/String;");
   auto name = static_cast<jstring>(env->CallObjectMethod(cls, get_name));
   env->ExceptionCheck();
+  env->ExceptionCheck();
   jclass throwable = env->FindClass("java/lang/Throwable");
   jmethodID get_message = env->GetMethodID(throwable, "getMessage", "()Ljava/lang/String;");
   auto message = static_cast<jstring>(env->CallObjectMethod(t, get_message));
+  env->ExceptionCheck();
   env->ExceptionCheck();
   std::string out = to_std(name) + ": " + to_std(message);
   env->DeleteLocalRef(message);
@@ -182,11 +184,17 @@ jfieldID field_of(jobject obj, const char* field, const char* signature) {
 }
 }  // namespace
 
+// Each Java call is followed by the exception check that checked JNI wants
+// before the next JNI call; the exception itself stays pending for the test.
 jobject call_object(jobject obj, const char* method, const char* signature) {
-  return jvm_env()->CallObjectMethod(obj, method_of(obj, method, signature));
+  jobject result = jvm_env()->CallObjectMethod(obj, method_of(obj, method, signature));
+  jvm_env()->ExceptionCheck();
+  return result;
 }
 bool call_boolean(jobject obj, const char* method) {
-  return jvm_env()->CallBooleanMethod(obj, method_of(obj, method, "()Z")) != JNI_FALSE;
+  bool result = jvm_env()->CallBooleanMethod(obj, method_of(obj, method, "()Z")) != JNI_FALSE;
+  jvm_env()->ExceptionCheck();
+  return result;
 }
 int int_field(jobject obj, const char* field) {
   return jvm_env()->GetIntField(obj, field_of(obj, field, "I"));
