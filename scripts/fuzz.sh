@@ -44,7 +44,7 @@ targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
   for seeds in fuzz/corpus/*/; do targets+=("$(basename "$seeds")"); done
 fi
-mkdir -p "$dir/artifacts" "$dir/tmp"
+mkdir -p "$dir/artifacts" "$dir/tmp" "$dir/logs"
 export ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=0
 export UBSAN_OPTIONS=print_stacktrace=1
 export TMPDIR=$root/$dir/tmp
@@ -53,14 +53,15 @@ for t in "${targets[@]}"; do
   echo "=== $t"
   # Standard output and error of the code under test are discarded (the
   # daemon logs every dropped connection); libFuzzer and the sanitizers
-  # still report on their own descriptor.
+  # still report on their own descriptor, into the target's log.
+  status=0
   "$dir/fuzz/$t" "$limit" -close_fd_mask=3 -max_len=4096 -timeout=20 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$root/$dir/artifacts/$t-" \
-    "$dir/corpus/$t" "fuzz/corpus/$t" 2>&1 |
-    grep -E '^(stat::number_of_executed_units|stat::average_exec_per_sec|Done|==|SUMMARY|artifact)|ERROR|runtime error|left open' || true
-  status=${PIPESTATUS[0]}
+    "$dir/corpus/$t" "fuzz/corpus/$t" >"$dir/logs/$t.log" 2>&1 || status=$?
+  grep -E '^(stat::number_of_executed_units|stat::average_exec_per_sec|Done|==|SUMMARY|artifact)|ERROR|runtime error|left open' \
+    "$dir/logs/$t.log" || true
   if [ "$status" -ne 0 ]; then
-    echo "fuzz: $t failed (status $status); the input is in $dir/artifacts/" >&2
+    echo "fuzz: $t failed (status $status): $dir/logs/$t.log; the input is in $dir/artifacts/" >&2
     exit 1
   fi
 done
