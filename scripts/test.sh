@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds the library and runs every test: a normal build, then one under
-# AddressSanitizer and UndefinedBehaviorSanitizer, then the listing code
-# under ThreadSanitizer.
+# Builds the library and runs every test: a normal build, a short run of
+# every fuzz target, then a build under AddressSanitizer and
+# UndefinedBehaviorSanitizer, then the threaded code under ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
@@ -24,6 +24,11 @@ run_suite build -DCMAKE_BUILD_TYPE=RelWithDebInfo
 if [ -z "${KELP_TEST_FILTER:-}" ] || [ -n "${KELP_JAVA_TEST:-}" ]; then
   echo "=== java: Maven tests, locally and through the helper daemon"
   scripts/java-test.sh ${KELP_JAVA_TEST:+-Dtest="$KELP_JAVA_TEST"}
+fi
+# Every fuzz target for a short, bounded time (clang; scripts/fuzz.sh).
+if [ "${KELP_SKIP_FUZZ:-0}" != 1 ] && [ -z "${KELP_TEST_FILTER:-}" ]; then
+  echo "=== build-fuzz: fuzz targets, ${KELP_FUZZ_SECONDS:-15} s each"
+  scripts/fuzz.sh "${KELP_FUZZ_SECONDS:-15}"
 fi
 if [ "${KELP_SKIP_SANITIZERS:-0}" != 1 ]; then
   run_suite build-asan -DCMAKE_BUILD_TYPE=Debug -DKELP_SANITIZE=address,undefined

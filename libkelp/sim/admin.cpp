@@ -35,6 +35,7 @@ bool is_admin_command(const std::string& name) { return find(name) != nullptr; }
 int run_admin_command(const std::string& name, const std::vector<std::string>& args) {
   const Entry* e = find(name);
   if (e == nullptr) return 127;
+  record_descriptors(name);
   std::vector<std::string> argv{name};
   argv.insert(argv.end(), args.begin(), args.end());
   record_invocation(argv);

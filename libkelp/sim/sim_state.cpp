@@ -307,6 +307,12 @@ std::string invocations_path() {
   return dir + "/invocations.log";
 }
 
+std::string descriptors_path() {
+  std::string dir = state_dir() + "/commands";
+  ensure_dir(dir);
+  return dir + "/descriptors.log";
+}
+
 // One argument as a quoted word: \\, \" and control bytes escaped, so that
 // any argument, newlines included, stays on its line and reads back exactly
 // (split_words of scenario.h reads it).
@@ -357,7 +363,47 @@ std::vector<std::vector<std::string>> read_invocations() {
   return out;
 }
 
-void clear_invocations() { ::unlink(invocations_path().c_str()); }
+void record_descriptors(const std::string& name) {
+  // Scanned before anything here opens a file: what the command inherited.
+  std::string line = name;
+  if (DIR* d = ::opendir("/proc/self/fd")) {
+    int own = ::dirfd(d);
+    while (struct dirent* e = ::readdir(d)) {
+      if (e->d_name[0] == '.' || std::atoi(e->d_name) == own) continue;
+      line += ' ';
+      line += e->d_name;
+    }
+    ::closedir(d);
+  }
+  line += '\n';
+  Fd fd(::open(descriptors_path().c_str(),
+               O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+  if (fd.get() < 0) return;
+  ::fchmod(fd.get(), 0666);
+  ssize_t ignored = ::write(fd.get(), line.data(), line.size());
+  (void)ignored;
+}
+
+std::vector<int> read_descriptors(const std::string& name) {
+  std::vector<int> last;
+  std::string text;
+  if (!read_text_file(descriptors_path(), text)) return last;
+  std::istringstream in(text);
+  std::string line;
+  while (std::getline(in, line)) {
+    std::istringstream words(line);
+    std::string first;
+    if (!(words >> first) || first != name) continue;
+    last.clear();
+    for (int fd; words >> fd;) last.push_back(fd);
+  }
+  return last;
+}
+
+void clear_invocations() {
+  ::unlink(invocations_path().c_str());
+  ::unlink(descriptors_path().c_str());
+}
 
 void reset() {
   StateLock lock;

@@ -73,6 +73,10 @@ int take_failure(const std::string& what);
 void record_invocation(const std::vector<std::string>& argv);
 std::vector<std::vector<std::string>> read_invocations();
 void clear_invocations();
+// The descriptors a fake command was started with, noted per run; the last
+// run of |name|'s, in ascending order. Cleared with the invocations.
+void record_descriptors(const std::string& name);
+std::vector<int> read_descriptors(const std::string& name);
 
 // Clears every attribute, the logs, the settings and pending failures (the
 // scenario stays).

@@ -34,6 +34,8 @@ bool Payload::send(int fd, char type) const {
 }
 
 bool PayloadReader::str(std::string& out) {
+  // An empty payload may have no storage at all: memchr must not see null.
+  if (p_ == end_) return false;
   const void* nul = std::memchr(p_, '\0', static_cast<size_t>(end_ - p_));
   if (nul == nullptr) return false;
   auto* stop = static_cast<const char*>(nul);

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <map>
 #include <new>
-#include <sstream>
+#include <utility>
 #include <vector>
 
 #include "details/details_parse.h"
@@ -60,15 +60,7 @@ bool mtab_device(const std::string& mountPoint, std::string& device) {
     debug_log("cannot read %s", kMtab);
     return false;
   }
-  bool found = false;
-  struct mntent entry;
-  char buf[8192];
-  while (::getmntent_r(mtab, &entry, buf, sizeof buf) != nullptr) {
-    if (std::strcmp(entry.mnt_type, "kelp") == 0 && mountPoint == entry.mnt_dir) {
-      device = entry.mnt_fsname;
-      found = true;
-    }
-  }
+  bool found = find_mount_device(mtab, mountPoint, device);
   ::endmntent(mtab);
   return found;
 }
@@ -143,9 +135,7 @@ int fill_record(kelpDetails_t& record, const PoolStats& pools, size_t& chosen) {
   }
 
   std::string out;
-  int rc = exec_command("/opt/kelp/bin/kplsfs " + shell_quote(record.device) +
-                            " -V -r -R | grep -e '\\-[VrR]'",
-                        out);
+  int rc = exec_command(fs_attributes_command(record.device), out);
   if (rc == 0) apply_fs_attributes(out, poolSuppliedPlacement, record);
   return rc;
 }
@@ -159,9 +149,17 @@ const kelpDetails_t* find_details(const std::string& mountPoint) {
 
 }  // namespace
 
+std::string pool_listing_command(const std::string& device) {
+  return "/opt/kelp/bin/kplspool " + shell_quote(device) + " all -L";
+}
+
+std::string fs_attributes_command(const std::string& device) {
+  return "/opt/kelp/bin/kplsfs " + shell_quote(device) + " -V -r -R | grep -e '\\-[VrR]'";
+}
+
 int getPoolConfigbyCLI(const std::string& device, uint32_t poolId, kelpDetails_t* details) {
   std::string out;
-  int rc = exec_command("/opt/kelp/bin/kplspool " + shell_quote(device) + " all -L", out);
+  int rc = exec_command(pool_listing_command(device), out);
   if (rc != 0) return rc;
   return apply_pool_listing(out, poolId, *details);
 }
@@ -184,11 +182,9 @@ int buildDetails() {
   Publisher publish(built);
   int status = 0;
   size_t chosen = 0;
-  for (const std::string& line : split_lines(out)) {
-    std::istringstream words(line);
-    std::string source;
+  for (std::string& mountPoint : parse_mount_points(out)) {
     kelpDetails_t record;
-    if (!(words >> source >> record.mountPoint)) continue;
+    record.mountPoint = std::move(mountPoint);
     if (!mtab_device(record.mountPoint, record.device)) {
       debug_log("%s is not a kelp mount in %s", record.mountPoint.c_str(), kMtab);
       return -1;

@@ -28,6 +28,11 @@ const kelpDetails_t* getDetails(const std::string& mountPoint);
 // systems done before a failure stay cached.
 int buildDetails();
 
+// The command lines of the pool listing and the file-system attributes of
+// |device|, the name quoted for the shell (a plain name stands as it is).
+std::string pool_listing_command(const std::string& device);
+std::string fs_attributes_command(const std::string& device);
+
 // Reads the placement attributes of pool |poolId| of |device| from
 // kplspool into |details| (and isAllowWriteAffinity). 0; 1 when the pool is
 // not listed; or the failing command runner's result.

@@ -1,5 +1,7 @@
 #include "details/details_parse.h"
 
+#include <mntent.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -118,6 +120,29 @@ void apply_fs_attributes(const std::string& output, bool poolSuppliedPlacement,
       details.maxDataReplicas = decimal_prefix(value);
     }
   }
+}
+
+std::vector<std::string> parse_mount_points(const std::string& listing) {
+  std::vector<std::string> points;
+  for (const std::string& line : split_lines(listing)) {
+    std::istringstream words(line);
+    std::string source, point;
+    if (words >> source >> point) points.push_back(std::move(point));
+  }
+  return points;
+}
+
+bool find_mount_device(FILE* table, const std::string& mountPoint, std::string& device) {
+  bool found = false;
+  struct mntent entry;
+  char buf[8192];
+  while (::getmntent_r(table, &entry, buf, sizeof buf) != nullptr) {
+    if (std::strcmp(entry.mnt_type, "kelp") == 0 && mountPoint == entry.mnt_dir) {
+      device = entry.mnt_fsname;
+      found = true;
+    }
+  }
+  return found;
 }
 
 }  // namespace kelp

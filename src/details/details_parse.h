@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,15 @@ int apply_pool_listing(const std::string& listing, uint32_t poolId, kelpDetails_
 // replication itself.
 void apply_fs_attributes(const std::string& output, bool poolSuppliedPlacement,
                          kelpDetails_t& details);
+
+// The mount points of the mounts listing ("source mount-point" lines, as
+// the df pipeline prints them); lines of fewer than two words are skipped.
+std::vector<std::string> parse_mount_points(const std::string& listing);
+
+// Scans a mount table (setmntent's stream) for the entries of type "kelp"
+// mounted at |mountPoint|; the last one's source goes to |device|. False
+// when there is none.
+bool find_mount_device(FILE* table, const std::string& mountPoint, std::string& device);
 
 }  // namespace kelp
 

@@ -17,11 +17,12 @@ int kelp_rename(const char* src, const char* dst) {
   if (errno != EISDIR && errno != EXDEV) return kRenameFailed;
   std::vector<std::string> argv;
   try {
-    argv = {"mv", src, dst};
+    argv = {"mv", "--", src, dst};
   } catch (const std::bad_alloc&) {
     return kRenameNoMemory;
   }
-  // No shell: each path reaches mv as exactly one argument whatever it holds.
+  // No shell: each path reaches mv as exactly one argument whatever it holds,
+  // and after "--" none is taken for an option (a relative "-f", say).
   RunResult r = run_program(argv);
   if (!r.started) return kRenameFallbackNotRun;
   return r.exit_status == 0 ? kRenameOk : kRenameFallbackFailed;

@@ -38,10 +38,10 @@ JniUtilInit jniutil_init __attribute__((init_priority(1200)));
 }  // namespace
 
 jclass find_class(JNIEnv* env, const char* name) {
-  jclass found = env->FindClass(name);
+  // A class named in descriptor form ("Lpkg/Name;") is looked up by its
+  // plain name: -Xcheck:jni warns about the other form.
   size_t len = std::strlen(name);
-  if (found != nullptr || len < 3 || name[0] != 'L' || name[len - 1] != ';') return found;
-  env->ExceptionClear();
+  if (len < 3 || name[0] != 'L' || name[len - 1] != ';') return env->FindClass(name);
   std::string plain(name + 1, len - 2);
   return env->FindClass(plain.c_str());
 }
@@ -72,8 +72,7 @@ void JniUtil::init(JNIEnv* env) {
   if (gIsJniUtilKELPConnInit) return;
   MutexLock lock(&m_mutex);
   if (gIsJniUtilKELPConnInit) return;
-  // The string class is named in descriptor form; the JVM accepts it.
-  findJavaClass(env, "Ljava/lang/String;", CLSID_STRING);
+  findJavaClass(env, "java/lang/String", CLSID_STRING);
   findJavaClass(env, "[Ljava/lang/String;", CLSID_STRING_ARRAY);
   findJavaClass(env, "org/apache/hadoop/fs/BlockLocation", CLSID_BLOCKLOCATION);
   getMethodId(env, CLSID_BLOCKLOCATION, "<init>", "([Ljava/lang/String;[Ljava/lang/String;JJ)V",

@@ -11,11 +11,10 @@
 
 namespace kelp {
 
-// FindClass of |name|. The library names some classes in descriptor form
-// ("Ljava/lang/String;"), which today's JVMs accept with a warning; should a
-// JVM refuse it, the plain name is asked for instead, so the result does not
-// depend on that leniency. Null, with the JVM's exception pending, when the
-// class is missing.
+// FindClass of |name|, which may also be given in descriptor form
+// ("Lorg/apache/hadoop/fs/BlockLocation;"): that is looked up by its plain
+// name, as checked JNI wants it. Null, with the JVM's exception pending,
+// when the class is missing.
 jclass find_class(JNIEnv* env, const char* name);
 
 class JniUtil final {

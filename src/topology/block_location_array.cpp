@@ -40,7 +40,7 @@ const BlockLocationClasses* block_location_classes(JNIEnv* env) {
   jmethodID constructor = env->GetMethodID(blockLocation.get(), "<init>",
                                            "([Ljava/lang/String;[Ljava/lang/String;JJ)V");
   if (constructor == nullptr) return nullptr;
-  ScopedLocalRef<jclass> string(env, find_class(env, "Ljava/lang/String;"));
+  ScopedLocalRef<jclass> string(env, find_class(env, "java/lang/String"));
   if (!string) return nullptr;
   ScopedLocalRef<jclass> stringArray(env, find_class(env, "[Ljava/lang/String;"));
   if (!stringArray) return nullptr;
@@ -101,6 +101,9 @@ jobjectArray get_file_blocklocation_array(JNIEnv* env, int blockCount, int repli
                                          a.replicaStart, a.replicaHosts, a.cachedStart,
                                          a.cachedHosts, a.cachedLayout,
                                          setCachedHosts ? JNI_TRUE : JNI_FALSE);
+    // A factory that threw (no memory for the array, say) leaves its error
+    // pending and gives null.
+    if (env->ExceptionCheck()) result = nullptr;
   }
   return static_cast<jobjectArray>(env->PopLocalFrame(result));
 }

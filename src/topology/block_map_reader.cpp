@@ -29,6 +29,9 @@ constexpr size_t kBlocksOutAt = 60;
 constexpr size_t kBlockSizeOutAt = 64;
 constexpr size_t kRecordsAt = 72;
 constexpr int64_t kRecordsCapacity = kRequestSize - kRecordsAt;
+// Most record bytes reserved ahead of the passes (a 1 TiB file of 4 MiB
+// blocks and three replicas needs 5 MiB).
+constexpr int64_t kMaxReservedRecordBytes = int64_t{64} << 20;
 
 void put32(uint8_t* p, uint32_t v) { std::memcpy(p, &v, sizeof v); }
 void put64(uint8_t* p, int64_t v) { std::memcpy(p, &v, sizeof v); }
@@ -139,10 +142,14 @@ int kelpGetFileBlockLocationOLD(int daemonFd, const char* path, FilemapIn& filem
     if (out.count > 0 && replicas != filemap.replicas) break;
     filemap.replicas = replicas;
     filemap.blockSize = std::max<int64_t>(get32(buf + kBlockSizeOutAt), filemap.blockSize);
-    if (out.count == 0 && blocks > 0 && filemap.blockSize > 0) {
-      // The whole map's size is known after the first pass: one allocation
-      // instead of a doubling per pass (bounded, for what a reply may claim).
-      int64_t expected = std::min<int64_t>(remaining / filemap.blockSize + 1, int64_t{1} << 22);
+    if (out.count == 0 && blocks > 0 && filemap.blockSize > 0 &&
+        blocks >= kRecordsCapacity / std::max<int64_t>(recordSize, 1)) {
+      // A full first reply means more passes: the whole map's size is known
+      // now, so one allocation instead of a doubling per pass. Bounded, for
+      // what a caller's length or a reply may claim; a reply with room to
+      // spare was the whole map.
+      int64_t expected = std::min({remaining / filemap.blockSize + 1, int64_t{1} << 22,
+                                   kMaxReservedRecordBytes / std::max<int64_t>(recordSize, 1)});
       if (expected > blocks) {
         out.records.reserve(static_cast<size_t>(expected * recordSize));
         out.lengths.reserve(static_cast<size_t>(expected));

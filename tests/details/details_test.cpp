@@ -54,17 +54,22 @@ Facts facts(const kelp::kelpDetails_t& d) {
 // What a KELPDetails object holds, read through its getters.
 Facts facts(JNIEnv* env, jobject details) {
   jclass cls = env->GetObjectClass(details);
+  // Checked JNI wants the exception looked at after each Java call.
   auto i = [&](const char* getter) {
-    return env->CallIntMethod(details, env->GetMethodID(cls, getter, "()I"));
+    jint v = env->CallIntMethod(details, env->GetMethodID(cls, getter, "()I"));
+    EXPECT_FALSE(env->ExceptionCheck()) << getter;
+    return v;
   };
   auto s = [&](const char* getter) {
     auto str = static_cast<jstring>(
         env->CallObjectMethod(details, env->GetMethodID(cls, getter, "()Ljava/lang/String;")));
+    EXPECT_FALSE(env->ExceptionCheck()) << getter;
     std::string out = kelptest::to_std(str);
     env->DeleteLocalRef(str);
     return out;
   };
   jlong blockSize = env->CallLongMethod(details, env->GetMethodID(cls, "getBlockSize", "()J"));
+  EXPECT_FALSE(env->ExceptionCheck());
   Facts f{i("getVersion"),          s("getPath"),          s("getDevice"),
           blockSize,                i("getBlockGroupFactor"), i("getDataReplicas"),
           i("getMaxDataReplicas"), i("getAllowWriteAffinity")};

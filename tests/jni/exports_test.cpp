@@ -33,6 +33,7 @@ std::string call_string(jobject obj, const char* cls, const char* method) {
   jclass c = env->FindClass(cls);
   jmethodID m = env->GetMethodID(c, method, "()Ljava/lang/String;");
   auto s = static_cast<jstring>(env->CallObjectMethod(obj, m));
+  EXPECT_FALSE(env->ExceptionCheck()) << method;
   std::string out = kelptest::to_std(s);
   env->DeleteLocalRef(s);
   env->DeleteLocalRef(c);
@@ -47,12 +48,15 @@ std::set<std::string> native_methods(const char* class_name, const std::string& 
   jclass class_class = env->FindClass("java/lang/Class");
   jmethodID declared = env->GetMethodID(class_class, "getDeclaredMethods", "()[Ljava/lang/reflect/Method;");
   auto methods = static_cast<jobjectArray>(env->CallObjectMethod(cls, declared));
+  EXPECT_FALSE(env->ExceptionCheck());
   jclass method_class = env->FindClass("java/lang/reflect/Method");
   jmethodID modifiers = env->GetMethodID(method_class, "getModifiers", "()I");
   std::set<std::string> out;
   for (jsize i = 0; i < env->GetArrayLength(methods); ++i) {
     jobject m = env->GetObjectArrayElement(methods, i);
-    if (env->CallIntMethod(m, modifiers) & 0x100 /* Modifier.NATIVE */) {
+    jint flags = env->CallIntMethod(m, modifiers);
+    EXPECT_FALSE(env->ExceptionCheck());
+    if (flags & 0x100 /* Modifier.NATIVE */) {
       out.insert(simple + "." + call_string(m, "java/lang/reflect/Method", "getName"));
     }
     env->DeleteLocalRef(m);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "snapshot/snapshot_support.h"
+#include "support/hostile_names.h"
 #include "support/jvm.h"
 #include "support/sandbox.h"
 
@@ -26,35 +27,6 @@ using snaptest::snapshot_images;
 
 using Argv = std::vector<std::vector<std::string>>;
 
-// What an injected command would create: /run/kelp-snapshot-pwned, or that
-// name with whatever the test appended to the snapshot name.
-bool sentinel_appeared() {
-  std::string out;
-  kelptest::run_command("ls /run", &out);
-  return out.find("kelp-snapshot-pwned") != std::string::npos;
-}
-
-// Each would create the sentinel, or split into other words, if a shell
-// read it unquoted. Names holding "/" are refused by the command (a
-// snapshot name is one path component) but must still reach it whole.
-const std::vector<std::string> kHostileSnapshotNames = {
-    "semi;touch /run/kelp-snapshot-pwned",
-    "$(touch /run/kelp-snapshot-pwned)",
-    "`touch /run/kelp-snapshot-pwned`",
-    "q'; touch /run/kelp-snapshot-pwned; '",
-    "d\"; touch /run/kelp-snapshot-pwned; \"",
-    "line\ntouch /run/kelp-snapshot-pwned",
-    "pipe|touch /run/kelp-snapshot-pwned",
-    "-leading-dash",
-    "with space",
-    "tab\there",
-    "$HOME",
-    "*",
-    "back\\slash",
-    "&&",
-    ">redirected",
-};
-
 // Link names reach no shell, but are used as they are: the link made,
 // renamed and deleted is the one of exactly that name.
 const std::vector<std::string> kHostileLinkNames = {
@@ -63,16 +35,21 @@ const std::vector<std::string> kHostileLinkNames = {
 
 using SnapshotNames = snaptest::SnapshotTest;
 
+// Every word of the shared corpus that the JVM can express, as a snapshot
+// name (a name the command refuses must still reach it whole).
 TEST_P(SnapshotNames, NamesReachTheCommandsWholeAndLinksKeepTheirs) {
-  for (size_t i = 0; i < kHostileSnapshotNames.size(); ++i) {
-    std::string name = unique(kHostileSnapshotNames[i]);
+  ASSERT_FALSE(kelptest::injection_sentinel_exists());
+  for (size_t i = 0; i < kelptest::kHostileWords.size(); ++i) {
+    std::string name = unique(kelptest::kHostileWords[i]);
+    jstring jname = kelptest::java_string_of(name);
+    if (jname == nullptr) continue;
     std::string link = kHostileLinkNames[i % kHostileLinkNames.size()] + std::to_string(i);
     std::string renamed = link + "~";
     bool valid = name.find('/') == std::string::npos;
     std::set<std::string> before = snapshot_images();
     clear_admin_invocations();
 
-    EXPECT_EQ(to_std(KELP_NS(nCreateSnapshot, jstr(dir_.path()), jstr(name), jstr(link))),
+    EXPECT_EQ(to_std(KELP_NS(nCreateSnapshot, jstr(dir_.path()), jname, jstr(link))),
               dir_ / ".snapshot/" + link);
     EXPECT_EQ(snapshot_commands(), (Argv{{"kpcrsnapshot", "kelpfs1", name}})) << name;
     std::set<std::string> expected = before;
@@ -88,7 +65,7 @@ TEST_P(SnapshotNames, NamesReachTheCommandsWholeAndLinksKeepTheirs) {
     EXPECT_EQ(snapshot_images(), before) << name;
     EXPECT_FALSE(path_exists(dir_ / ".snapshot/" + renamed)) << link;
   }
-  EXPECT_FALSE(sentinel_appeared());
+  EXPECT_FALSE(kelptest::injection_sentinel_exists());
 }
 
 KELP_INSTANTIATE_IN_BOTH_MODES(SnapshotNames);

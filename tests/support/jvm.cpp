@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,13 @@ JNIEnv* jvm_env() {
       {const_cast<char*>("-XX:-UsePerfData"), nullptr},
       {const_cast<char*>("-Xss8m"), nullptr},
   };
+  // A test may add options (a small or fixed heap, say), separated by blanks.
+  std::vector<std::string> extra;
+  if (const char* more = std::getenv("KELP_TEST_JVM_OPTIONS")) {
+    std::istringstream words(more);
+    for (std::string w; words >> w;) extra.push_back(w);
+  }
+  for (const std::string& w : extra) options.push_back({const_cast<char*>(w.c_str()), nullptr});
   // Benchmarks time the library as Hadoop runs it, without the JNI checker.
   if (std::getenv("KELP_BENCH_JVM") == nullptr) {
     options.push_back({const_cast<char*>("-Xcheck:jni"), nullptr});
@@ -76,6 +84,29 @@ jobject output_stream() {
 
 jstring jstr(const char* s) { return s == nullptr ? nullptr : jvm_env()->NewStringUTF(s); }
 
+jstring java_string_of(const std::string& bytes) {
+  // Modified UTF-8: one, two or three bytes per UTF-16 unit, each unit on
+  // its own (a surrogate is three bytes; NUL is C0 80, never a zero byte).
+  std::vector<jchar> units;
+  for (size_t i = 0; i < bytes.size();) {
+    auto b = [&](size_t k) { return static_cast<unsigned char>(bytes[i + k]); };
+    auto cont = [&](size_t k) { return i + k < bytes.size() && (b(k) & 0xC0) == 0x80; };
+    if (b(0) != 0 && b(0) < 0x80) {
+      units.push_back(b(0));
+      i += 1;
+    } else if ((b(0) & 0xE0) == 0xC0 && cont(1)) {
+      units.push_back(static_cast<jchar>(((b(0) & 0x1F) << 6) | (b(1) & 0x3F)));
+      i += 2;
+    } else if ((b(0) & 0xF0) == 0xE0 && cont(1) && cont(2)) {
+      units.push_back(static_cast<jchar>(((b(0) & 0x0F) << 12) | ((b(1) & 0x3F) << 6) | (b(2) & 0x3F)));
+      i += 3;
+    } else {
+      return nullptr;
+    }
+  }
+  return jvm_env()->NewString(units.data(), static_cast<jsize>(units.size()));
+}
+
 std::string to_std(jstring s) {
   if (s == nullptr) return "<null>";
   JNIEnv* env = jvm_env();
@@ -95,9 +126,11 @@ std::string take_exception() {
   jmethodID get_name = env->GetMethodID(class_class, "getName", "()Ljava/lang/String;");
   auto name = static_cast<jstring>(env->CallObjectMethod(cls, get_name));
   env->ExceptionCheck();
+  env->ExceptionCheck();
   jclass throwable = env->FindClass("java/lang/Throwable");
   jmethodID get_message = env->GetMethodID(throwable, "getMessage", "()Ljava/lang/String;");
   auto message = static_cast<jstring>(env->CallObjectMethod(t, get_message));
+  env->ExceptionCheck();
   env->ExceptionCheck();
   std::string out = to_std(name) + ": " + to_std(message);
   env->DeleteLocalRef(message);
@@ -151,11 +184,17 @@ jfieldID field_of(jobject obj, const char* field, const char* signature) {
 }
 }  // namespace
 
+// Each Java call is followed by the exception check that checked JNI wants
+// before the next JNI call; the exception itself stays pending for the test.
 jobject call_object(jobject obj, const char* method, const char* signature) {
-  return jvm_env()->CallObjectMethod(obj, method_of(obj, method, signature));
+  jobject result = jvm_env()->CallObjectMethod(obj, method_of(obj, method, signature));
+  jvm_env()->ExceptionCheck();
+  return result;
 }
 bool call_boolean(jobject obj, const char* method) {
-  return jvm_env()->CallBooleanMethod(obj, method_of(obj, method, "()Z")) != JNI_FALSE;
+  bool result = jvm_env()->CallBooleanMethod(obj, method_of(obj, method, "()Z")) != JNI_FALSE;
+  jvm_env()->ExceptionCheck();
+  return result;
 }
 int int_field(jobject obj, const char* field) {
   return jvm_env()->GetIntField(obj, field_of(obj, field, "I"));

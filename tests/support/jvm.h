@@ -23,6 +23,11 @@ jobject output_stream();
 // A new local Java string, or null for a null pointer.
 jstring jstr(const char* s);
 inline jstring jstr(const std::string& s) { return jstr(s.c_str()); }
+// The Java string whose modified UTF-8 (what the library receives) is
+// exactly |bytes|; null when no Java string has those bytes (they are not
+// modified UTF-8: a stray continuation byte, a plain zero byte, a four-byte
+// sequence). Overlong forms other than C0 80 are not refused.
+jstring java_string_of(const std::string& bytes);
 // The UTF-8 text of a Java string ("<null>" for null).
 std::string to_std(jstring s);
 

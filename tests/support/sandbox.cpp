@@ -173,4 +173,8 @@ std::vector<std::vector<std::string>> admin_invocations(const std::string& comma
 
 void clear_admin_invocations() { kelpsim::clear_invocations(); }
 
+std::vector<int> admin_descriptors(const std::string& command) {
+  return kelpsim::read_descriptors(command);
+}
+
 }  // namespace kelptest

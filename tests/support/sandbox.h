@@ -76,6 +76,8 @@ void use_scenario_text(const std::string& text);
 // |command| when it is given.
 std::vector<std::vector<std::string>> admin_invocations(const std::string& command = "");
 void clear_admin_invocations();
+// The descriptors the last run of fake command |command| was started with.
+std::vector<int> admin_descriptors(const std::string& command);
 
 }  // namespace kelptest
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "jni/fd.h"
+#include "support/hostile_names.h"
 #include "support/sandbox.h"
 
 namespace {
@@ -18,22 +19,16 @@ namespace {
 using kelp::exec_command;
 using kelp::shell_quote;
 
-// Names a caller could pass that a shell would otherwise interpret.
-const std::vector<std::string> kHostileNames = {
-    "plain",        "with space",   "semi;colon",       "$(touch /tmp/kelp-pwned)",
-    "`id`",         "quote'inside", "double\"quote",    "new\nline",
-    "-leading-dash", "*",           "a|b&c>d<e",        "back\\slash",
-    "tab\there",    "$HOME",        "'",                "",
-};
-
 TEST(CommandRunner, QuotedWordsReachTheCommandAsExactlyOneArgument) {
-  for (const std::string& name : kHostileNames) {
+  std::vector<std::string> names = kelptest::kHostileWords;
+  names.insert(names.end(), {"plain", "'", ""});
+  for (const std::string& name : names) {
     std::string out;
     ASSERT_EQ(exec_command("printf '<%s>' " + shell_quote(name) + " 2>&1", out), 0) << name;
     EXPECT_EQ(out, "<" + name + ">");
   }
   EXPECT_EQ(shell_quote("kelpfs1"), "kelpfs1") << "a plain name stays as it is";
-  EXPECT_FALSE(kelptest::path_exists("/tmp/kelp-pwned"));
+  EXPECT_FALSE(kelptest::injection_sentinel_exists());
 }
 
 TEST(CommandRunner, CapturesLongLinesWholeAndIgnoresTheExitStatus) {
