@@ -9,6 +9,17 @@
 #include "topology/command_runner.h"
 
 namespace kelp {
+namespace {
+
+// A relative path that begins with '-' would read as an option to mv; "./"
+// keeps it the same path. Every other path goes to mv as it came.
+std::string mv_operand(const char* path) {
+  std::string operand(path);
+  if (operand[0] == '-') operand.insert(0, "./");
+  return operand;
+}
+
+}  // namespace
 
 int kelp_rename(const char* src, const char* dst) {
   if (::rename(src, dst) == 0) return kRenameOk;
@@ -17,12 +28,11 @@ int kelp_rename(const char* src, const char* dst) {
   if (errno != EISDIR && errno != EXDEV) return kRenameFailed;
   std::vector<std::string> argv;
   try {
-    argv = {"mv", "--", src, dst};
+    argv = {"mv", mv_operand(src), mv_operand(dst)};
   } catch (const std::bad_alloc&) {
     return kRenameNoMemory;
   }
-  // No shell: each path reaches mv as exactly one argument whatever it holds,
-  // and after "--" none is taken for an option (a relative "-f", say).
+  // No shell: each path reaches mv as exactly one argument whatever it holds.
   RunResult r = run_program(argv);
   if (!r.started) return kRenameFallbackNotRun;
   return r.exit_status == 0 ? kRenameOk : kRenameFallbackFailed;

@@ -328,7 +328,7 @@ TEST_F(LocalOps, MvFallbackGetsEachPathAsOneArgument) {
   ::setenv("PATH", old_path.c_str(), 1);
 
   EXPECT_EQ(result, kelp::kRenameOk);
-  EXPECT_EQ(kelptest::read_file(argv_log), "3\n[--]\n[" + src + "]\n[" + dst + "]\n");
+  EXPECT_EQ(kelptest::read_file(argv_log), "2\n[" + src + "]\n[" + dst + "]\n");
   EXPECT_EQ(kelptest::read_file(dst), "x");
   for (const char* p : {"PWNED", "PWNED2", "PWNED3"}) {
     EXPECT_FALSE(path_exists(dir_ / p));
