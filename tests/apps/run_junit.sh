@@ -14,7 +14,8 @@ cleanup() {
 trap cleanup EXIT
 # The daemon writes one byte to its --ready-fd once it listens.
 mkfifo -m 600 "$scratch/ready"
-"$daemon" --serve --ready-fd 3 3>"$scratch/ready" &
+# Root gives files to kelpuser1 (chown) in the shell session.
+"$daemon" --serve --proxy-user root --proxy-users kelpuser1 --ready-fd 3 3>"$scratch/ready" &
 daemon_pid=$!
 IFS= read -r -n 1 byte <"$scratch/ready"
 if [ -z "$byte" ]; then

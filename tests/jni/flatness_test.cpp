@@ -448,7 +448,7 @@ TEST_F(Misbehaving, CommandsInheritNoDescriptor) {
   // synced file, a descriptor received from the daemon.
   kelptest::HelperDaemon daemon({"--serve"});
   ASSERT_TRUE(daemon.ready());
-  jint conn = checked(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, kelptest::jstr("u"), nullptr));
+  jint conn = checked(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, kelptest::jstr("root"), nullptr));
   ASSERT_GE(conn, 0);
   jobject opened = FS_CALL(nOpen, conn, kelptest::jstr(dir / "f"));
   ASSERT_NE(opened, nullptr);

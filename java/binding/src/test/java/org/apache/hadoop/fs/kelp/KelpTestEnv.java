@@ -61,7 +61,9 @@ public final class KelpTestEnv {
     daemonLog = new File(System.getProperty("kelp.daemon.log", "target/kelp-helperd.log"));
     // The daemon writes one byte to its ready descriptor (here its standard output) once it
     // listens, then closes it.
+    // Root, the tests' user, may act for any user and group (proxy users, setOwner).
     ProcessBuilder pb = new ProcessBuilder(binary, "--serve", "--allow-uid", "0",
+        "--proxy-user", "root", "--proxy-users", "*", "--proxy-groups", "*",
         "--log-connections", "--ready-fd", "1")
         .redirectError(ProcessBuilder.Redirect.appendTo(daemonLog));
     Process p = pb.start();
