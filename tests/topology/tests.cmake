@@ -1,21 +1,34 @@
 # Block-location tests that each need a library of their own, so each suite
 # of block_locations_fresh runs in its own process: the first query of a
-# process, a JVM whose BlockLocation lacks setCachedHosts (the stand-in of
-# an older Hadoop, compiled here and put before the project's classes), and
+# process, a JVM whose BlockLocation lacks setCachedHosts (Hadoop 2.2.0's,
+# put before the project's classes and Hadoop 3's jars), and
 # a 1 TiB file (with the simulator's request log off: 98 requests of 63 KiB).
 add_executable(block_locations_fresh ${CMAKE_CURRENT_LIST_DIR}/block_locations_fresh.cpp)
 target_link_libraries(block_locations_fresh PRIVATE testsupport GTest::gtest_main)
 add_dependencies(block_locations_fresh kelpsim)
 
-set(OLD_HADOOP_SOURCE ${CMAKE_CURRENT_LIST_DIR}/old-hadoop/org/apache/hadoop/fs/BlockLocation.java)
+# The BlockLocation of a real older Hadoop (2.2.0, before cached hosts),
+# taken from its jar on Maven Central at configure time, outside any sandbox.
 set(OLD_HADOOP_CLASSES ${CMAKE_BINARY_DIR}/tests/topology/old-hadoop-classes)
-add_custom_command(
-  OUTPUT ${OLD_HADOOP_CLASSES}/org/apache/hadoop/fs/BlockLocation.class
-  COMMAND ${Java_JAVAC_EXECUTABLE} -Xlint:all -Werror -d ${OLD_HADOOP_CLASSES} ${OLD_HADOOP_SOURCE}
-  DEPENDS ${OLD_HADOOP_SOURCE}
-  COMMENT "Compiling the BlockLocation of an older Hadoop")
-add_custom_target(old_hadoop_classes DEPENDS ${OLD_HADOOP_CLASSES}/org/apache/hadoop/fs/BlockLocation.class)
-add_dependencies(block_locations_fresh old_hadoop_classes)
+set(OLD_HADOOP_CLASS ${OLD_HADOOP_CLASSES}/org/apache/hadoop/fs/BlockLocation.class)
+if(NOT EXISTS ${OLD_HADOOP_CLASS})
+  set(OLD_HADOOP_JAR_DIR ${CMAKE_BINARY_DIR}/tests/topology/old-hadoop-jar)
+  execute_process(
+    COMMAND ${MVN_EXECUTABLE} -B -q -f ${JAVA_BINDING_DIR}/pom.xml dependency:copy
+            -Dartifact=org.apache.hadoop:hadoop-common:2.2.0 -DoutputDirectory=${OLD_HADOOP_JAR_DIR}
+    RESULT_VARIABLE OLD_HADOOP_RESULT OUTPUT_VARIABLE OLD_HADOOP_OUTPUT ERROR_VARIABLE OLD_HADOOP_OUTPUT)
+  if(NOT OLD_HADOOP_RESULT EQUAL 0)
+    message(FATAL_ERROR "Maven could not fetch hadoop-common 2.2.0:\n${OLD_HADOOP_OUTPUT}")
+  endif()
+  file(MAKE_DIRECTORY ${OLD_HADOOP_CLASSES})
+  execute_process(
+    COMMAND ${CMAKE_COMMAND} -E tar xf ${OLD_HADOOP_JAR_DIR}/hadoop-common-2.2.0.jar
+            org/apache/hadoop/fs/BlockLocation.class
+    WORKING_DIRECTORY ${OLD_HADOOP_CLASSES} RESULT_VARIABLE OLD_HADOOP_RESULT)
+  if(NOT OLD_HADOOP_RESULT EQUAL 0 OR NOT EXISTS ${OLD_HADOOP_CLASS})
+    message(FATAL_ERROR "no BlockLocation.class in hadoop-common-2.2.0.jar")
+  endif()
+endif()
 
 function(add_block_locations_fresh_test name filter)
   add_test(NAME block_locations_${name}
