@@ -96,4 +96,9 @@ int kelp_deleteSnapshot(const char* dir, const char* link) {
 int kelp_renameSnapshot(const char* dir, const char* oldLink, const char* newLink) {
   return use(dir), use(oldLink), use(newLink), next_answer();
 }
+// The daemon's policy confines the link path; the real one is a plain
+// string join that lives beside the snapshot operations stood in for here.
+std::string snapshot_link_path(const std::string& dir, const std::string& link) {
+  return dir + "/" + kSnapshotDirName + "/" + link;
+}
 }  // namespace kelp
