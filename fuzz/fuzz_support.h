@@ -16,6 +16,7 @@
 #include <string>
 
 #include "jni/fd.h"
+#include "support/descriptor_message.h"
 
 namespace kelpfuzz {
 
@@ -109,24 +110,11 @@ struct SocketPair {
 // one SCM_RIGHTS message; without descriptors, a plain write.
 inline void send_with_fds(int socket, const std::string& data, int count) {
   if (data.empty()) return;  // a zero-byte stream message carries nothing
-  struct iovec iov = {const_cast<char*>(data.data()), data.size()};
-  struct msghdr msg {};
-  msg.msg_iov = &iov;
-  msg.msg_iovlen = 1;
-  alignas(struct cmsghdr) char control[CMSG_SPACE(4 * sizeof(int))] = {};
   int fds[4] = {-1, -1, -1, -1};
-  if (count > 0) {
-    for (int i = 0; i < count; ++i) fds[i] = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    msg.msg_control = control;
-    msg.msg_controllen = CMSG_SPACE(count * sizeof(int));
-    struct cmsghdr* c = CMSG_FIRSTHDR(&msg);
-    c->cmsg_level = SOL_SOCKET;
-    c->cmsg_type = SCM_RIGHTS;
-    c->cmsg_len = CMSG_LEN(count * sizeof(int));
-    std::memcpy(CMSG_DATA(c), fds, count * sizeof(int));
-  }
+  for (int i = 0; i < count; ++i) fds[i] = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   // Never blocks: a script larger than the socket buffer is cut there.
-  ::sendmsg(socket, &msg, MSG_NOSIGNAL | MSG_DONTWAIT);
+  kelptest::send_with_descriptors(socket, data.data(), data.size(), fds,
+                                 static_cast<size_t>(count), MSG_NOSIGNAL | MSG_DONTWAIT);
   // The kernel holds its own references until the message is read or the
   // socket closes; ours go now.
   for (int fd : fds) {

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing and the demo need;
-# packages already present are left alone, so a second run costs nothing.
+# Installs the Debian packages that building, testing and the demo need, or
+# only the packages named as arguments; packages already present are left
+# alone, so a second run costs nothing.
 set -euo pipefail
 packages=(
   cmake make g++ binutils pkg-config
@@ -9,6 +10,7 @@ packages=(
   libacl1-dev acl attr
   util-linux mount procps gawk grep coreutils
 )
+if [ $# -gt 0 ]; then packages=("$@"); fi
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -12,6 +12,7 @@
 #include "channel/framing.h"
 #include "channel/payload.h"
 #include "jni/fd.h"
+#include "support/descriptor_message.h"
 #include "support/sandbox.h"
 
 namespace {
@@ -143,21 +144,7 @@ TEST(Framing, PayloadReaderRejectsMalformedPayloads) {
 
 // Sends |fds| (possibly none) with |data| as its one data byte.
 void send_raw_fds(int socket, char data, const std::vector<int>& fds) {
-  struct iovec iov = {&data, 1};
-  std::vector<char> control(CMSG_SPACE(sizeof(int) * (fds.empty() ? 1 : fds.size())));
-  struct msghdr msg = {};
-  msg.msg_iov = &iov;
-  msg.msg_iovlen = 1;
-  if (!fds.empty()) {
-    msg.msg_control = control.data();
-    msg.msg_controllen = CMSG_SPACE(sizeof(int) * fds.size());
-    struct cmsghdr* c = CMSG_FIRSTHDR(&msg);
-    c->cmsg_level = SOL_SOCKET;
-    c->cmsg_type = SCM_RIGHTS;
-    c->cmsg_len = CMSG_LEN(sizeof(int) * fds.size());
-    std::memcpy(CMSG_DATA(c), fds.data(), sizeof(int) * fds.size());
-  }
-  ASSERT_EQ(::sendmsg(socket, &msg, 0), 1);
+  ASSERT_EQ(kelptest::send_with_descriptors(socket, &data, 1, fds.data(), fds.size()), 1);
 }
 
 TEST(Framing, DescriptorsPassOnlyInWellFormedMessages) {

@@ -30,6 +30,7 @@
 #include "topology/command_runner.h"
 #include "org_apache_hadoop_fs_kelp_KELPDataOutputStream.h"
 #include "sim_state.h"
+#include "support/descriptor_message.h"
 #include "support/connection_modes.h"
 #include "support/helper_daemon.h"
 #include "support/sandbox.h"
@@ -311,19 +312,9 @@ class Misbehaving : public kelptest::JniTest, protected Checked {
   static void send_with_fds(int socket, const std::string& data, int count) {
     int fds[4];
     for (int i = 0; i < count; ++i) fds[i] = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-    struct iovec iov = {const_cast<char*>(data.data()), data.size()};
-    alignas(struct cmsghdr) char control[CMSG_SPACE(4 * sizeof(int))] = {};
-    struct msghdr msg {};
-    msg.msg_iov = &iov;
-    msg.msg_iovlen = 1;
-    msg.msg_control = control;
-    msg.msg_controllen = CMSG_SPACE(count * sizeof(int));
-    struct cmsghdr* c = CMSG_FIRSTHDR(&msg);
-    c->cmsg_level = SOL_SOCKET;
-    c->cmsg_type = SCM_RIGHTS;
-    c->cmsg_len = CMSG_LEN(count * sizeof(int));
-    std::memcpy(CMSG_DATA(c), fds, count * sizeof(int));
-    EXPECT_EQ(::sendmsg(socket, &msg, 0), static_cast<ssize_t>(data.size()));
+    EXPECT_EQ(kelptest::send_with_descriptors(socket, data.data(), data.size(), fds,
+                                              static_cast<size_t>(count)),
+              static_cast<ssize_t>(data.size()));
     for (int i = 0; i < count; ++i) ::close(fds[i]);
   }
 };

@@ -36,14 +36,14 @@ public class TestKelpAclUnavailable {
     try (FSDataOutputStream out = fs.create(f, true)) {
       out.write(1);
     }
-    List<AclEntry> spec = Collections.singletonList(new AclEntry.Builder()
+    List<AclEntry> entries = Collections.singletonList(new AclEntry.Builder()
         .setType(AclEntryType.USER).setName("kelpuser1").setPermission(FsAction.READ)
         .setScope(AclEntryScope.ACCESS).build());
     List<AclCall> calls = Arrays.asList(
         (s, p) -> s.getAclStatus(p),
-        (s, p) -> s.setAcl(p, spec),
-        (s, p) -> s.modifyAclEntries(p, spec),
-        (s, p) -> s.removeAclEntries(p, spec),
+        (s, p) -> s.setAcl(p, entries),
+        (s, p) -> s.modifyAclEntries(p, entries),
+        (s, p) -> s.removeAclEntries(p, entries),
         (s, p) -> s.removeAcl(p),
         (s, p) -> s.removeDefaultAcl(p));
     for (AclCall call : calls) {
