@@ -155,7 +155,7 @@ TEST(Framing, DescriptorsPassOnlyInWellFormedMessages) {
   struct stat original;
   ASSERT_EQ(::fstat(file.get(), &original), 0);
   SocketPair s;
-  int before = kelptest::count_open_fds();
+  kelptest::FdSnapshot before;
 
   ASSERT_EQ(kelp::send_fd(s.b.get(), file.get()), 1);
   UniqueFd got(kelp::recv_fd(s.a.get()));
@@ -165,12 +165,12 @@ TEST(Framing, DescriptorsPassOnlyInWellFormedMessages) {
   EXPECT_EQ(received.st_ino, original.st_ino);
   EXPECT_TRUE(kelptest::is_cloexec(got.get()));
   got.reset();
-  EXPECT_EQ(kelptest::count_open_fds(), before);
+  EXPECT_EQ(before.added(), 0);
 
   // Wrong data byte: refused, and the attached descriptor is not kept.
   send_raw_fds(s.b.get(), 'X', {file.get()});
   EXPECT_EQ(kelp::recv_fd(s.a.get()), -1);
-  EXPECT_EQ(kelptest::count_open_fds(), before);
+  EXPECT_EQ(before.added(), 0);
 
   // No descriptor at all.
   send_raw_fds(s.b.get(), 'F', {});
@@ -179,7 +179,7 @@ TEST(Framing, DescriptorsPassOnlyInWellFormedMessages) {
   // More descriptors than the control buffer holds: truncated, refused.
   send_raw_fds(s.b.get(), 'F', {file.get(), file.get(), file.get()});
   EXPECT_EQ(kelp::recv_fd(s.a.get()), -1);
-  EXPECT_EQ(kelptest::count_open_fds(), before);
+  EXPECT_EQ(before.added(), 0);
 
   s.b.reset();
   EXPECT_EQ(kelp::recv_fd(s.a.get()), -1);  // peer gone

@@ -44,7 +44,7 @@ TEST_F(Handshake, EachAnswerGivesJavaItsConnection) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE("case " + std::to_string(&c - cases));
-    int before = kelptest::count_open_fds();
+    kelptest::FdSnapshot before;
     {
       kelptest::FakeDaemon daemon(c.script);
       int conn = connect(c.user, c.act_as);
@@ -61,7 +61,7 @@ TEST_F(Handshake, EachAnswerGivesJavaItsConnection) {
       EXPECT_EQ(trace, "l" + announced + '\0' + (c.result == -1 ? "|" : "|q|"));
     }
     // A failed connection leaves its socket open, as it always has.
-    EXPECT_EQ(kelptest::count_open_fds(), before + (c.result == -1 ? 1 : 0));
+    EXPECT_EQ(before.added(), c.result == -1 ? 1 : 0);
   }
   // Nobody listening at all.
   EXPECT_EQ(connect("alice", nullptr), -1);

@@ -186,10 +186,10 @@ TEST_F(LocalOps, DeleteStopsAtSnapshotDirectories) {
   EXPECT_TRUE(path_exists(d + "/sub/.snapshot/s1"));
 
   ASSERT_EQ(::unlink((d + "/sub/.snapshot/s1").c_str()), 0);  // now empty
-  int before = kelptest::count_open_fds();
+  kelptest::FdSnapshot before;
   EXPECT_EQ(kelp::kelp_delete(d.c_str(), true), kelp::kDeleteFailed);
   EXPECT_TRUE(path_exists(d + "/sub/.snapshot"));
-  EXPECT_EQ(kelptest::count_open_fds(), before);
+  EXPECT_EQ(before.added(), 0);
 
   // A regular file of that name, and ".snapshots", are ordinary entries.
   ASSERT_EQ(::rmdir((d + "/sub/.snapshot").c_str()), 0);
@@ -198,7 +198,7 @@ TEST_F(LocalOps, DeleteStopsAtSnapshotDirectories) {
   kelptest::write_file(d + "/.snapshots/x", "x");
   EXPECT_EQ(kelp::kelp_delete(d.c_str(), true), kelp::kDeleteOk);
   EXPECT_FALSE(path_exists(d));
-  EXPECT_EQ(kelptest::count_open_fds(), before);
+  EXPECT_EQ(before.added(), 0);
 }
 
 TEST_F(LocalOps, DeleteRemovesLinksNeverWhatTheyName) {

@@ -14,7 +14,6 @@
 
 namespace {
 
-using kelptest::count_open_fds;
 using kelptest::java_write;
 using kelptest::jstr;
 using kelptest::mode_of;
@@ -43,11 +42,11 @@ TEST_P(NamespaceOps, CreateAppendAndOpenHandJavaUsableDescriptors) {
   ASSERT_TRUE(java_write(KELP_NS(nCreate, jstr(f), 0640, 0, JNI_TRUE, 0), "new"));
   ASSERT_TRUE(java_write(KELP_NS(nAppend, jstr(f)), "er"));
 
-  int before = count_open_fds();
+  kelptest::FdSnapshot before;
   jobject fd = KELP_NS(nOpen, jstr(f));
-  EXPECT_EQ(count_open_fds(), before + 1);
+  EXPECT_EQ(before.added(), 1);
   EXPECT_EQ(kelptest::java_read(fd), "newer");
-  EXPECT_EQ(count_open_fds(), before) << "closing the stream closes the descriptor";
+  EXPECT_EQ(before.added(), 0) << "closing the stream closes the descriptor";
 
   EXPECT_EQ(KELP_NS(nOpen, jstr(dir_ / "missing")), nullptr);
   EXPECT_EQ(KELP_NS(nAppend, jstr(dir_ / "no/such/file")), nullptr);
@@ -118,13 +117,13 @@ TEST_P(NamespaceOps, SymbolicLinks) {
   EXPECT_EQ(to_std(KELP_NS(nResolveSymlink, jstr(dir_ / "link"))), dir_ / "target");
   EXPECT_EQ(to_std(KELP_NS(nResolveSymlink, jstr(dir_ / "sub/../link"))), "") << "no sub";
 
-  int before = count_open_fds();
+  kelptest::FdSnapshot before;
   EXPECT_EQ(to_std(KELP_NS(nReadSymlink, jstr(dir_ / "link"))), "target");
   EXPECT_EQ(to_std(KELP_NS(nReadSymlink, jstr(dir_ / "target"))), "<null>") << "not a link";
   ASSERT_TRUE(KELP_NS(nCreateSymlink, jstr("nowhere"), jstr(dir_ / "dangling")));
   EXPECT_EQ(to_std(KELP_NS(nReadSymlink, jstr(dir_ / "dangling"))), "<null>")
       << "nothing to open behind it";
-  EXPECT_EQ(count_open_fds(), before) << "the descriptor used for reading is closed";
+  EXPECT_EQ(before.added(), 0) << "the descriptor used for reading is closed";
 }
 
 // Through the daemon the delete runs as root: a link in the tree must still

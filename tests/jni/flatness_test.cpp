@@ -116,7 +116,7 @@ class Flatness : public kelptest::ConnectionModeTest, protected Checked {
   // expects each to leave the descriptor count as it found it.
   void run_all(const std::vector<Case>& cases, int n) {
     for (const Case& c : cases) {
-      int before = kelptest::count_open_fds();
+      kelptest::FdSnapshot before;
       auto start = std::chrono::steady_clock::now();
       int calls = 0;
       for (int i = 0; i < n; ++i) {
@@ -131,7 +131,7 @@ class Flatness : public kelptest::ConnectionModeTest, protected Checked {
                     std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
       }
       int kept = local() ? c.kept_without_daemon * calls : 0;
-      EXPECT_EQ(kelptest::count_open_fds() - before, kept) << c.name << ": descriptors left";
+      EXPECT_EQ(before.added(), kept) << c.name << ": descriptors left";
       kept_ += kept;
     }
   }
@@ -257,17 +257,17 @@ TEST_P(Flatness, EveryEntryPointLeavesNoDescriptorAndNoMemory) {
   // texts settle; the sync cache takes its one descriptor for the file.
   for (const Case& c : all) c.call();
   const int n = iterations();
-  int fds_before = kelptest::count_open_fds();
+  kelptest::FdSnapshot fds_before;
   long rss_before = resident_kib();
   run_all(all, n / 2);
   long rss_half = resident_kib();
   run_all(all, n - n / 2);
-  int fds_after = kelptest::count_open_fds();
+  int added = fds_before.added();
   long rss_after = resident_kib();
-  std::printf("%d calls of each entry point: descriptors %d before, %d after (%d kept on purpose); "
+  std::printf("%d calls of each entry point: %d descriptors added (%d kept on purpose); "
               "resident %ld, %ld, %ld KiB\n",
-              n, fds_before, fds_after, kept_, rss_before, rss_half, rss_after);
-  EXPECT_EQ(fds_after - fds_before, kept_);
+              n, added, kept_, rss_before, rss_half, rss_after);
+  EXPECT_EQ(added, kept_);
   // Flat: the second half adds no more than a little allocator slack.
   if (memory_counts()) {
     // A leak grows with every call; the JVM's compiler or a new allocator
@@ -374,14 +374,16 @@ TEST_F(Misbehaving, MalformedRepliesTruncatedControlDataAndExtraDescriptors) {
   };
   for (auto& call : calls) once(call);  // classes and texts settle
   const int n = iterations();
-  int before = kelptest::count_open_fds();
+  kelptest::FdSnapshot before;
   long rss_half = 0;
   for (int i = 0; i < n; ++i) {
     if (i == n / 2) rss_half = resident_kib();
     for (auto& call : calls) once(call);
   }
-  EXPECT_EQ(kelptest::count_open_fds(), before);
-  if (memory_counts()) EXPECT_LT(resident_kib() - rss_half, 4096);
+  EXPECT_EQ(before.added(), 0);
+  if (memory_counts()) {
+    EXPECT_LT(resident_kib() - rss_half, 4096);
+  }
 }
 
 // A daemon that refuses (here a stand-in on the socket path answering 0):
@@ -408,7 +410,7 @@ TEST_F(Misbehaving, FailedHandshakeKeepsExactlyOneSocketPerCall) {
     }
   });
   const int calls = 100;
-  int before = kelptest::count_open_fds();
+  kelptest::FdSnapshot before;
   for (int i = 0; i < calls; ++i) {
     EXPECT_EQ(checked(Java_org_apache_hadoop_fs_kelp_KelpFileSystem_nConnect(env_, fs_, kelptest::jstr("u"), nullptr)), -1);
   }
@@ -416,7 +418,7 @@ TEST_F(Misbehaving, FailedHandshakeKeepsExactlyOneSocketPerCall) {
   // last connection.
   ::shutdown(listener.get(), SHUT_RDWR);
   refuser.join();
-  EXPECT_EQ(kelptest::count_open_fds() - before, calls);
+  EXPECT_EQ(before.added(), calls);
   ::unlink(kelp::kDaemonSocketPath);
   if (moved) ::rename(saved.c_str(), kelp::kDaemonSocketPath);
 }
@@ -428,14 +430,14 @@ TEST_F(Misbehaving, SyncCacheKeepsOneDescriptorPerPath) {
   jobject os = kelptest::output_stream();
   const int paths = 50;
   for (int i = 0; i < paths; ++i) kelptest::write_file(dir / std::to_string(i), "x");
-  int before = kelptest::count_open_fds();
+  kelptest::FdSnapshot before;
   for (int round = 0; round < 3; ++round) {
     for (int i = 0; i < paths; ++i) {
       ASSERT_EQ(env_->PushLocalFrame(4), 0);
       EXPECT_EQ(OS_CALL(kelp_1fdatasync, kelptest::jstr(dir / std::to_string(i))), 0);
       env_->PopLocalFrame(nullptr);
     }
-    EXPECT_EQ(kelptest::count_open_fds() - before, paths) << "round " << round;
+    EXPECT_EQ(before.added(), paths) << "round " << round;
   }
 }
 

@@ -106,9 +106,9 @@ TEST_P(ListStatus, EmptyMissingAndNotADirectory) {
   ASSERT_NE(missing, nullptr);
   EXPECT_EQ(env_->GetArrayLength(missing), 0);
   write_file(dir_ / "file", "x");
-  int before = kelptest::count_open_fds();
+  kelptest::FdSnapshot before;
   EXPECT_EQ(list(dir_ / "file"), nullptr);
-  EXPECT_EQ(kelptest::count_open_fds(), before) << "the file's descriptor is closed";
+  EXPECT_EQ(before.added(), 0) << "the file's descriptor is closed";
 }
 
 TEST_P(ListStatus, LocatedListingsCarryEveryBlockOfEveryFile) {
@@ -284,7 +284,7 @@ TEST_F(ListingConnections, AHundredThousandEntriesLeaveNothingBehind) {
   constexpr int kEntries = 100000;
   kelptest::ScratchDir dir("big");
   make_files(dir.path(), kEntries);
-  int fds = kelptest::count_open_fds();
+  kelptest::FdSnapshot fds;
   int threads = native_threads();
   int entries = 0, nulls = 0, workers = -1;
   // Every object is built in the local frame this test holds (256 slots);
@@ -295,7 +295,7 @@ TEST_F(ListingConnections, AHundredThousandEntriesLeaveNothingBehind) {
   EXPECT_EQ(workers, 3);
   EXPECT_EQ(entries, kEntries);
   EXPECT_EQ(nulls, 0);
-  EXPECT_EQ(kelptest::count_open_fds(), fds);
+  EXPECT_EQ(fds.added(), 0);
   EXPECT_EQ(native_threads(), threads);
 }
 

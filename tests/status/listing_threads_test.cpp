@@ -104,7 +104,7 @@ class ListingThreads : public ::testing::Test {
 std::unique_ptr<kelptest::HelperDaemon> ListingThreads::daemon_;
 
 TEST_F(ListingThreads, WorkersPastTheThresholdShareEveryEntry) {
-  int fds = kelptest::count_open_fds();
+  kelptest::FdSnapshot fds;
   kelp::UniqueFd conn(kelp::connect_daemon(0, "root"));
   ASSERT_TRUE(conn);
   for (int caller : {-42, conn.get()}) {
@@ -122,7 +122,7 @@ TEST_F(ListingThreads, WorkersPastTheThresholdShareEveryEntry) {
       }
     }
   }
-  EXPECT_EQ(kelptest::count_open_fds(), fds + 1);
+  EXPECT_EQ(fds.added(), 1);
 }
 
 TEST_F(ListingThreads, NoWorkerIsLeftWaiting) {

@@ -10,12 +10,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <tuple>
 
 namespace kelptest {
 
@@ -117,12 +119,33 @@ int for_each_fd(F f) {
 }
 }  // namespace
 
-int count_open_fds() {
-  return for_each_fd([](int) { return true; });
-}
-
 int count_fds_on(const std::string& path) {
   return for_each_fd([&](int fd) { return kelpsim::fd_path(fd) == path; });
+}
+
+bool FdSnapshot::Open::operator<(const Open& o) const {
+  return std::tie(fd, dev, ino) < std::tie(o.fd, o.dev, o.ino);
+}
+
+std::vector<FdSnapshot::Open> FdSnapshot::take() {
+  std::vector<Open> open;
+  for_each_fd([&](int fd) {
+    struct stat st;
+    if (::fstat(fd, &st) == 0) open.push_back(Open{fd, st.st_dev, st.st_ino});
+    return true;
+  });
+  std::sort(open.begin(), open.end());
+  return open;
+}
+
+FdSnapshot::FdSnapshot() : open_(take()) {}
+
+int FdSnapshot::added() const {
+  int count = 0;
+  for (const Open& o : take()) {
+    if (!std::binary_search(open_.begin(), open_.end(), o)) ++count;
+  }
+  return count;
 }
 
 bool is_cloexec(int fd) {

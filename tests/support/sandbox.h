@@ -54,9 +54,28 @@ std::string read_file(const std::string& path);
 void write_file(const std::string& path, const std::string& content);
 bool path_exists(const std::string& path);  // lstat succeeds
 
-// Descriptors open in this process: all of them, or those open on |path|.
-int count_open_fds();
+// Descriptors of this process open on |path|.
 int count_fds_on(const std::string& path);
+
+// The descriptors open at construction. added() counts those open now that
+// were not (same number, same open file): the JVM closes descriptors of its
+// own whenever it likes (a cleaner closing an unreachable jar or stream),
+// which a plain count would take for a descriptor given back.
+class FdSnapshot final {
+ public:
+  FdSnapshot();
+  int added() const;
+
+ private:
+  struct Open {
+    int fd;
+    dev_t dev;
+    ino_t ino;
+    bool operator<(const Open& o) const;
+  };
+  static std::vector<Open> take();
+  std::vector<Open> open_;
+};
 // Whether descriptor |fd| has FD_CLOEXEC.
 bool is_cloexec(int fd);
 
