@@ -110,16 +110,9 @@ struct SocketPair {
 // one SCM_RIGHTS message; without descriptors, a plain write.
 inline void send_with_fds(int socket, const std::string& data, int count) {
   if (data.empty()) return;  // a zero-byte stream message carries nothing
-  int fds[4] = {-1, -1, -1, -1};
-  for (int i = 0; i < count; ++i) fds[i] = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   // Never blocks: a script larger than the socket buffer is cut there.
-  kelptest::send_with_descriptors(socket, data.data(), data.size(), fds,
-                                 static_cast<size_t>(count), MSG_NOSIGNAL | MSG_DONTWAIT);
-  // The kernel holds its own references until the message is read or the
-  // socket closes; ours go now.
-  for (int fd : fds) {
-    if (fd >= 0) ::close(fd);
-  }
+  kelptest::send_with_null_descriptors(socket, data.data(), data.size(), count,
+                                       MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
 // Replays a peer's script from |in| onto |socket| and then shuts its

@@ -3,8 +3,10 @@
 #ifndef KELP_TESTS_SUPPORT_DESCRIPTOR_MESSAGE_H
 #define KELP_TESTS_SUPPORT_DESCRIPTOR_MESSAGE_H
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <vector>
@@ -30,6 +32,21 @@ inline ssize_t send_with_descriptors(int socket, const void* data, size_t size, 
     std::memcpy(CMSG_DATA(c), fds, sizeof(int) * count);
   }
   return ::sendmsg(socket, &msg, flags);
+}
+
+// As above with |count| (at most 4) fresh descriptors of /dev/null, closed
+// again once sent: the kernel keeps its own references until the message
+// is read or the socket closes.
+inline ssize_t send_with_null_descriptors(int socket, const void* data, size_t size, int count,
+                                          int flags = 0) {
+  int fds[4] = {-1, -1, -1, -1};
+  if (count < 0 || count > 4) return -1;
+  for (int i = 0; i < count; ++i) fds[i] = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  ssize_t sent = send_with_descriptors(socket, data, size, fds, static_cast<size_t>(count), flags);
+  for (int fd : fds) {
+    if (fd >= 0) ::close(fd);
+  }
+  return sent;
 }
 
 }  // namespace kelptest
